@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class QIcon;
+class QWidget;
+class Quolix_ProcessWindow;
+
+// Two jobs in one class: it runs a job's program (a QProcess whose standard
+// output and standard error are merged into the read channel), and it can show
+// text in a window of its own, which is how the start-up progress is shown.
+class Quolix_Process : public QProcess
+{
+    Q_OBJECT
+
+public:
+    enum ShowWindowEnum { NoWindow = 0, ShowWindow = 1 };
+    enum BlockEnum { NonBlocking = 0, Blocking = 1 };
+
+    Quolix_Process(QWidget* parentWidget, const QString& organisation, const QString& name,
+                   int showWindow, bool reserved);
+    ~Quolix_Process() override;
+
+    // Runner settings, public as the job sets them before Start().
+    QString m_ProgramPath;
+    QStringList m_Arguments;
+    bool m_ShowOutput = true; // cleared for jobs; the runner never echoes output anywhere
+    int m_UserID = -1;        // with Tavrol running as root and an id above 0, the
+    int m_GroupID = -1;       // child runs as this user and group
+    bool WasKilled = false;   // set by KillSlot()
+
+    // Starts m_ProgramPath with m_Arguments. FinishedSignal(bool) follows from
+    // the event loop in every case, also when the program cannot be started.
+    bool Start(BlockEnum block);
+    int ProcessID() const;
+
+    // The text window.
+    void SetTitle(const QString& title, bool show);
+    void SetIcon(const QIcon& icon);
+    void AppendText(const QString& text);
+    void Show();
+    QString Title() const { return m_title; }
+    QString Text() const;
+    QWidget* Window() const;
+
+public slots:
+    void KillSlot();
+
+signals:
+    void FinishedSignal(bool normalExit);
+
+private:
+    void EmitFinishedLater(bool normalExit);
+    void EnsureWindow();
+
+    QWidget* m_parentWidget = nullptr;
+    QString m_organisation;
+    QString m_name;
+    QString m_title;
+    QString m_text;
+    int m_showWindow = 0;
+    bool m_finishedSignalled = false;
+    std::unique_ptr<Quolix_ProcessWindow> m_window;
+};

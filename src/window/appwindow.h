@@ -1,0 +1,112 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+
+class QAction;
+class QEvent;
+class QFrame;
+class QMainWindow;
+class QMenu;
+class QPushButton;
+class QSystemTrayIcon;
+class QTabWidget;
+class QTcpServer;
+class Tavrol_Console;
+class Tavrol_FinishedJobsWidget;
+class Tavrol_JobTypesWidget;
+class Tavrol_LongJobsQueueWidget;
+class Tavrol_QueuelessJobsWidget;
+class Tavrol_RunningJobsWidget;
+class Tavrol_ShortJobsQueueWidget;
+
+// The main object of every run mode. It owns the QMainWindow in the GUI or the
+// Tavrol_Console in the console, and in both the six views, the project, the
+// tray icon and the request server.
+class Tavrol_AppWindow : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Tavrol_AppWindow(QObject* parent = nullptr, Qt::WindowFlags flags = {});
+    ~Tavrol_AppWindow() override;
+
+    bool Start();
+
+    // The views, made by BuildWidgets (the first step of Start).
+    void BuildWidgets();
+    Tavrol_LongJobsQueueWidget* LongJobsView() const { return m_longView; }
+    Tavrol_ShortJobsQueueWidget* ShortJobsView() const { return m_shortView; }
+    Tavrol_QueuelessJobsWidget* QueuelessJobsView() const { return m_queuelessView; }
+    Tavrol_RunningJobsWidget* RunningJobsView() const { return m_runningView; }
+    Tavrol_FinishedJobsWidget* FinishedJobsView() const { return m_finishedView; }
+    Tavrol_JobTypesWidget* JobTypesView() const { return m_jobTypesView; }
+    QMainWindow* MainWindow() const { return m_mainWindow; }
+    Tavrol_Console* Console() const { return m_console; }
+
+    // Project files.
+    int SaveIfModified();
+    bool OpenProject(const QString& path);
+    void NewProject(const QString& path);
+    bool SaveProject();
+    bool SaveProjectAs();
+    void UpdateCaption();
+    void AddToRecentProjects(const QString& path);
+    void SetLastDirectory(const QString& path);
+    void ReloadLongQueue();
+    void ReloadShortQueue();
+    void ReloadFinishedJobs();
+    void ReloadJobTypes();
+    void ReloadQueuelessList();
+
+    void SubmitJobs(const QStringList& files, int queueSelector, int jobTypeId);
+
+    const QStringList& ClientNameList() const { return m_clientNameList; }
+
+public slots:
+    void Show(uint placement);
+    void Show();
+    void SystemTrayQuitSlot();
+    void AboutSlot();
+    void CurrentTabChangedSlot(int index);
+    void ExitSlot();
+    void NewJobsSlot();
+    void OkaySlot();
+    void UpdateMenusSlot();
+    void SystemTrayShowWindowSlot();
+    void SystemTrayHideWindowSlot();
+    void NewConnectionToServerSlot();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void StartServer();
+    void ProcessRequest();
+
+    bool m_cancelClose = false;
+    bool m_showQuitting = false;
+    QFrame* m_centralFrame = nullptr;
+    QPushButton* m_submitButton = nullptr;
+    QPushButton* m_hideButton = nullptr;
+    QPushButton* m_exitButton = nullptr;
+    QTabWidget* m_tabWidget = nullptr;
+    QFrame* m_tabFrames[6] = {};
+    Tavrol_LongJobsQueueWidget* m_longView = nullptr;
+    Tavrol_ShortJobsQueueWidget* m_shortView = nullptr;
+    Tavrol_QueuelessJobsWidget* m_queuelessView = nullptr;
+    Tavrol_RunningJobsWidget* m_runningView = nullptr;
+    Tavrol_FinishedJobsWidget* m_finishedView = nullptr;
+    Tavrol_JobTypesWidget* m_jobTypesView = nullptr;
+    QMainWindow* m_mainWindow = nullptr;
+    Tavrol_Console* m_console = nullptr;
+    QMenu* m_trayMenu = nullptr;
+    QSystemTrayIcon* m_trayIcon = nullptr;
+    QAction* m_showAction = nullptr;
+    QAction* m_hideAction = nullptr;
+    QAction* m_exitAction = nullptr;
+    bool m_connectionBusy = false;
+    QTcpServer* m_server = nullptr;
+    QStringList m_clientNameList;
+    Qt::WindowFlags m_windowFlags;
+};
