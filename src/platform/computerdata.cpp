@@ -1,6 +1,6 @@
 #include "platform/computerdata.h"
 
-#include <QByteArray>
+#include <QString>
 
 #include <unistd.h>
 

@@ -1,0 +1,266 @@
+#include "jobs/job.h"
+
+#include "platform/filesys.h"
+#include "platform/process.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+namespace {
+
+const char* const StatusWords[] = {"Unknown",   "Pending", "Running", "Finished",
+                                   "Completed", "Crashed", "Failed",  "Killed"};
+constexpr int StatusWordCount = 8;
+
+QString Converted(const QString& path)
+{
+    return Quolix_FileSys::ConvertFilename(path, true, false);
+}
+
+} // namespace
+
+Tavrol_Job::Tavrol_Job() = default;
+
+Tavrol_Job::Tavrol_Job(const QString& name, const Tavrol_JobType& jobType,
+                       const QString& clientName, const QString& clientAppName,
+                       const QString& clientAddress, int clientPort, int clientUID, int clientGID,
+                       int queueID, const QString& queueName, const QString& inputFilePath,
+                       const QString& inputFilePath2, int jobID, const QString& jobClass)
+    : JobClass(jobClass), Name(name), ClientName(clientName), ClientAppName(clientAppName),
+      ClientAddress(clientAddress), ClientPort(clientPort), ClientUID(clientUID),
+      ClientGID(clientGID), JobType(jobType), QueueID(queueID), QueueName(queueName),
+      InputFilePath(inputFilePath), InputFilePath2(inputFilePath2), JobID(jobID)
+{
+    SetDefaultOutputFilePath();
+}
+
+Tavrol_Job::Tavrol_Job(const Tavrol_Job& other) : QObject()
+{
+    CopyFieldsFrom(other);
+}
+
+Tavrol_Job& Tavrol_Job::operator=(const Tavrol_Job& other)
+{
+    if (this != &other)
+        CopyFieldsFrom(other);
+    return *this;
+}
+
+Tavrol_Job::~Tavrol_Job()
+{
+    delete Process;
+}
+
+// Every field but Process: a copy is a record of the job, never a second owner
+// of its run.
+void Tavrol_Job::CopyFieldsFrom(const Tavrol_Job& other)
+{
+    JobClass = other.JobClass;
+    Name = other.Name;
+    ClientName = other.ClientName;
+    ClientAppName = other.ClientAppName;
+    ClientAddress = other.ClientAddress;
+    ClientPort = other.ClientPort;
+    ClientUID = other.ClientUID;
+    ClientGID = other.ClientGID;
+    ClientNotification = other.ClientNotification;
+    JobType = other.JobType;
+    QueueID = other.QueueID;
+    QueueName = other.QueueName;
+    InputFilePath = other.InputFilePath;
+    InputFilePath2 = other.InputFilePath2;
+    StandardInputFile = other.StandardInputFile;
+    StandardOutputFile = other.StandardOutputFile;
+    OutputFilePath = other.OutputFilePath;
+    ChkFile = other.ChkFile;
+    ChkFile1 = other.ChkFile1;
+    Status = other.Status;
+    StdOutAndStdErr = other.StdOutAndStdErr;
+    Submitted = other.Submitted;
+    Started = other.Started;
+    Finished = other.Finished;
+    JobID = other.JobID;
+    Replacements = other.Replacements;
+}
+
+bool Tavrol_Job::operator==(const Tavrol_Job& other) const
+{
+    return JobClass == other.JobClass && Name == other.Name && ClientName == other.ClientName &&
+           ClientAppName == other.ClientAppName && ClientAddress == other.ClientAddress &&
+           ClientPort == other.ClientPort && ClientUID == other.ClientUID &&
+           ClientGID == other.ClientGID && ClientNotification == other.ClientNotification &&
+           JobType == other.JobType && QueueID == other.QueueID && QueueName == other.QueueName &&
+           InputFilePath == other.InputFilePath && InputFilePath2 == other.InputFilePath2 &&
+           StandardInputFile == other.StandardInputFile &&
+           StandardOutputFile == other.StandardOutputFile &&
+           OutputFilePath == other.OutputFilePath && ChkFile == other.ChkFile &&
+           ChkFile1 == other.ChkFile1 && Status == other.Status &&
+           StdOutAndStdErr == other.StdOutAndStdErr && Submitted == other.Submitted &&
+           Started == other.Started && Finished == other.Finished && JobID == other.JobID &&
+           Replacements == other.Replacements;
+}
+
+QString Tavrol_Job::StatusToString(int status)
+{
+    if (status < 0 || status >= StatusWordCount)
+        return QString();
+    return QLatin1String(StatusWords[status]);
+}
+
+Tavrol_JobStatus Tavrol_Job::StatusFromString(const QString& word)
+{
+    for (int status = 0; status < StatusWordCount; ++status) {
+        if (word.compare(QLatin1String(StatusWords[status]), Qt::CaseInsensitive) == 0)
+            return static_cast<Tavrol_JobStatus>(status);
+    }
+    return JobStatusUnknown;
+}
+
+void Tavrol_Job::SetStatus(Tavrol_JobStatus status, bool stamp)
+{
+    Status = status;
+    if (!stamp)
+        return;
+    const QDateTime now = QDateTime::currentDateTime();
+    if (status == JobStatusPending)
+        Submitted = now;
+    else if (status == JobStatusRunning)
+        Started = now;
+    else if (status >= JobStatusFinished && status <= JobStatusKilled)
+        Finished = now;
+}
+
+bool Tavrol_Job::IsFinished() const
+{
+    return Status >= JobStatusFinished && Status <= JobStatusKilled;
+}
+
+bool Tavrol_Job::IsValid() const
+{
+    if (!JobType.IsValid())
+        return false;
+    if (QueueID < 0 || QueueName.isEmpty())
+        return false;
+    if (JobType.UsesInputFile() && (InputFilePath.isEmpty() || !QFile::exists(InputFilePath)))
+        return false;
+    // The second input stays optional even for a type that can take one.
+    if (JobType.UsesInputFile2() && !InputFilePath2.isEmpty() && !QFile::exists(InputFilePath2))
+        return false;
+    return JobID >= 0;
+}
+
+void Tavrol_Job::SetInputFilePath(const QString& path)
+{
+    InputFilePath = path;
+    if (OutputFilePath.isEmpty())
+        SetDefaultOutputFilePath();
+}
+
+void Tavrol_Job::SetInputFilePath2(const QString& path)
+{
+    InputFilePath2 = path;
+    if (OutputFilePath.isEmpty())
+        SetDefaultOutputFilePath();
+}
+
+void Tavrol_Job::SetStandardInputFile(const QString& path)
+{
+    StandardInputFile = path;
+}
+
+void Tavrol_Job::SetStandardOutputFile(const QString& path)
+{
+    StandardOutputFile = path;
+}
+
+// The output file is the input file with the extension of the first "*."
+// pattern of the type's output filter; Ombrix output follows the generation of
+// its input's extension.
+void Tavrol_Job::SetDefaultOutputFilePath()
+{
+    OutputFilePath.clear();
+    if (InputFilePath.isEmpty())
+        return;
+    const QString& filter = JobType.OutputFileFilter;
+    if (filter.contains(QLatin1String("Ombrix Output"), Qt::CaseInsensitive)) {
+        OutputFilePath = InputFilePath;
+        const QString suffix = QFileInfo(InputFilePath).suffix();
+        const int mode = Quolix_FileSys::IsNewOmbrixFileExtension(suffix) ? 0 : 1;
+        Quolix_FileSys::SetFileExtension(OutputFilePath, Quolix_FileSys::OmbrixOutputFile, mode);
+        return;
+    }
+    QString patterns = filter;
+    patterns.replace(QLatin1Char('('), QLatin1Char(' '));
+    patterns.replace(QLatin1Char(')'), QLatin1Char(' '));
+    const QStringList parts = patterns.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    for (QString part : parts) {
+        if (!part.startsWith(QLatin1String("*.")))
+            continue;
+        OutputFilePath = InputFilePath;
+        part.remove(QLatin1Char('*'));
+        Quolix_FileSys::SetFileExtension(OutputFilePath, part);
+        return;
+    }
+}
+
+QString Tavrol_Job::CommandLine(QString* arguments) const
+{
+    QString result = JobType.GenericCommandLine;
+
+    // A quoted placeholder loses its quotes: the converted path brings its own.
+    result.replace(QLatin1String("\"@INFILE\""), QLatin1String("@INFILE"));
+    result.replace(QLatin1String("\"@EXEFILE\""), QLatin1String("@EXEFILE"));
+    result.replace(QLatin1String("\"@OUTFILE\""), QLatin1String("@OUTFILE"));
+
+    // "@INFILE" is a prefix of "@INFILE1" and "@INFILE2", so those go first.
+    result.replace(QLatin1String("@INFILE1"), Converted(InputFilePath));
+
+    // cubman asks for a second cube only when it is given one: without it the
+    // question and its confirmation leave the answers.
+    const QLatin1String secondInputAnswer("@INFILE2\ny\n");
+    if (result.contains(secondInputAnswer, Qt::CaseInsensitive) && InputFilePath2.isEmpty() &&
+        JobType.ExecutablePath.contains(QLatin1String("cubman"), Qt::CaseInsensitive)) {
+        result.remove(secondInputAnswer, Qt::CaseInsensitive);
+    } else {
+        result.replace(QLatin1String("@INFILE2"), Converted(InputFilePath2));
+    }
+
+    result.replace(QLatin1String("@INFILE"), Converted(InputFilePath));
+
+    if (arguments)
+        *arguments = result;
+
+    result.replace(QLatin1String("@EXEFILE"), Converted(JobType.ExecutablePath));
+    if (arguments)
+        arguments->replace(QLatin1String("@EXEFILE"), QString());
+
+    if (result.contains(QLatin1String("@OUTFILE"), Qt::CaseInsensitive)) {
+        const QString output = Converted(OutputFilePath);
+        result.replace(QLatin1String("@OUTFILE"), output);
+        if (arguments)
+            arguments->replace(QLatin1String("@OUTFILE"), output);
+    }
+
+    for (const auto& [placeholder, value] : Replacements) {
+        // An empty placeholder would match between every two characters.
+        if (placeholder.isEmpty() || !result.contains(placeholder, Qt::CaseInsensitive))
+            continue;
+        result.replace(placeholder, value, Qt::CaseInsensitive);
+        if (arguments)
+            arguments->replace(placeholder, value, Qt::CaseInsensitive);
+    }
+    return result;
+}
+
+void Tavrol_Job::SplitArguments(const QString& expanded, QString& arguments,
+                                QString& standardInput)
+{
+    const int lineFeed = expanded.indexOf(QLatin1Char('\n'));
+    if (lineFeed < 0) {
+        arguments = expanded;
+        standardInput.clear();
+        return;
+    }
+    standardInput = expanded.mid(lineFeed + 1);
+    arguments = expanded.left(lineFeed).trimmed();
+}
