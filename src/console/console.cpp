@@ -1,0 +1,59 @@
+#include "console/console.h"
+
+#include "app/globals.h"
+#include "console/console_worker.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+// A worker stuck in a read of standard input cannot see the end of its
+// thread's loop; at teardown it is given this long before it is ended.
+constexpr unsigned long WorkerStopWaitMilliseconds = 2000;
+} // namespace
+
+Tavrol_Console::Tavrol_Console(QObject* parent) : QObject(parent) {}
+
+Tavrol_Console::~Tavrol_Console()
+{
+    if (m_thread.isRunning()) {
+        Stop();
+        if (!m_thread.wait(WorkerStopWaitMilliseconds)) {
+            m_thread.terminate();
+            m_thread.wait();
+        }
+    }
+    if (!m_thread.isFinished())
+        delete m_worker; // never moved to a thread that would delete it
+}
+
+void Tavrol_Console::RunSlot()
+{
+    std::printf("%s\n\n", m_title.toLocal8Bit().constData());
+    m_worker = new Tavrol_Console_Worker(this);
+    connect(m_worker, &Tavrol_Console_Worker::QuitSignal, this, &Tavrol_Console::QuitSlot);
+    QCoreApplication::processEvents();
+    if (NoEventLoop) {
+        m_worker->InteractSlot(); // returns only when the process ends
+        return;
+    }
+    m_worker->moveToThread(&m_thread);
+    connect(&m_thread, &QThread::finished, m_worker, &QObject::deleteLater);
+    m_thread.start(QThread::InheritPriority);
+    QTimer::singleShot(0, m_worker, &Tavrol_Console_Worker::InteractSlot);
+}
+
+void Tavrol_Console::QuitSlot() {}
+
+void Tavrol_Console::Stop()
+{
+    m_thread.quit();
+    m_thread.exit(0);
+}
+
+Tavrol_Console_Worker* Tavrol_Console::Worker() const
+{
+    return m_worker.data();
+}

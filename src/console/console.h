@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QThread>
+
+class Tavrol_Console_Worker;
+
+// The console run modes' interface: a prompt on standard input and output in
+// place of a window. The prompt runs on a thread of its own so that the main
+// thread's event loop keeps running jobs and serving clients while it waits
+// for a line; with "-noeventloop" it runs on the main thread instead.
+class Tavrol_Console : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Tavrol_Console(QObject* parent = nullptr);
+    ~Tavrol_Console() override;
+
+    // The caption, printed once when the prompt starts.
+    void SetTitle(const QString& title) { m_title = title; }
+    QString Title() const { return m_title; }
+
+    // Ends the worker thread's event loop; an armed prompt timer never fires again.
+    void Stop();
+
+    Tavrol_Console_Worker* Worker() const; // null before RunSlot and after the thread ends
+    QThread* Thread() { return &m_thread; }
+
+public slots:
+    void RunSlot();
+    void QuitSlot();
+
+private:
+    QPointer<Tavrol_Console_Worker> m_worker; // deleted with its thread
+
+    QThread m_thread;
+    QString m_title;
+};
