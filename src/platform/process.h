@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <memory>
+#include <vector>
 
 class QIcon;
 class QWidget;
@@ -56,6 +57,9 @@ signals:
 private:
     void EmitFinishedLater(bool normalExit);
     void EnsureWindow();
+    // The runner half keeps these (process.cpp).
+    void ConnectRunner();
+    void PrepareChildIdentity();
 
     QWidget* m_parentWidget = nullptr;
     QString m_organisation;
@@ -65,4 +69,19 @@ private:
     int m_showWindow = 0;
     bool m_finishedSignalled = false;
     std::unique_ptr<Quolix_ProcessWindow> m_window;
+    quint64 m_runNumber = 0; // a FinishedSignal queued by an earlier run is dropped
+
+    // Declared last so that it goes first: it cuts the runner's connections
+    // and stops a child that still runs before the QProcess part is destroyed,
+    // so a runner deleted mid-run neither hangs nor calls into a dead object.
+    struct RunnerGuard
+    {
+        explicit RunnerGuard(QProcess* process) : m_process(process) {}
+        RunnerGuard(const RunnerGuard&) = delete;
+        RunnerGuard& operator=(const RunnerGuard&) = delete;
+        ~RunnerGuard();
+        QProcess* m_process;
+        std::vector<QMetaObject::Connection> m_connections;
+    };
+    RunnerGuard m_runnerGuard{this};
 };

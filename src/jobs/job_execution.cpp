@@ -1,0 +1,181 @@
+// The run of a job: start, environment, end, kill and the client's
+// notification.
+#include "jobs/job.h"
+
+#include "app/globals.h"
+#include "platform/filesys.h"
+#include "platform/process.h"
+#include "platform/string.h"
+#include "processes/finishedjobswidget.h"
+#include "processes/process.h"
+#include "server/message.h"
+#include "window/appwindow.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QHostAddress>
+#include <QMainWindow>
+
+namespace {
+
+// Writes the text behind the template's first line feed to a new file beside
+// the output file. Empty when the file cannot be written.
+QString WriteStandardInputFile(const QString& text, const QString& outputFilePath)
+{
+    const QString directory = QFileInfo(outputFilePath).absolutePath();
+    const QString name = Quolix_FileSys::ConvertFilename(
+        Quolix_FileSys::NewFileName(QStringLiteral("freqchk"), QStringLiteral("inp"), directory,
+                                    false),
+        false, false);
+    QFile file(name);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
+        return QString();
+    file.write(text.toLatin1());
+    file.close();
+    return name;
+}
+
+QWidget* RunnerParentWidget()
+{
+    return TavrolAppWindow ? TavrolAppWindow->MainWindow() : nullptr;
+}
+
+bool ReadsAsPositiveInteger(const QString& value)
+{
+    bool ok = false;
+    const int number = value.toInt(&ok, 10);
+    return ok && number >= 1;
+}
+
+} // namespace
+
+bool Tavrol_Job::Start()
+{
+    SetStatus(JobStatusRunning, true);
+
+    QString expanded;
+    CommandLine(&expanded);
+    QString arguments;
+    QString standardInputText;
+    SplitArguments(expanded, arguments, standardInputText);
+
+    QString writtenInputFile;
+    if (!standardInputText.isEmpty()) {
+        writtenInputFile = WriteStandardInputFile(standardInputText, OutputFilePath);
+        // Deliberately left Running with no process: nothing retries such a job.
+        if (writtenInputFile.isEmpty())
+            return false;
+    }
+
+    const QStringList argumentList = Quolix_String::MakeStringList(arguments, true);
+
+    Process = new Quolix_Process(RunnerParentWidget(), JobType.Name, Name, Quolix_Process::NoWindow,
+                                 true);
+    Process->setProcessEnvironment(Environment());
+
+    if (!StandardInputFile.isEmpty())
+        Process->setStandardInputFile(StandardInputFile);
+    else if (!writtenInputFile.isEmpty())
+        Process->setStandardInputFile(writtenInputFile);
+
+    if (!StandardOutputFile.isEmpty())
+        Process->setStandardOutputFile(StandardOutputFile, QIODevice::Truncate);
+
+    Process->setWorkingDirectory(QFileInfo(InputFilePath).absolutePath());
+    Process->m_ProgramPath = Quolix_FileSys::ConvertFilename(JobType.ExecutablePath, false, false);
+    Process->m_Arguments = argumentList;
+
+    Process->SetTitle(Name, false);
+    Process->m_ShowOutput = false;
+    Process->m_UserID = ClientUID;
+    Process->m_GroupID = ClientGID;
+
+    connect(Process, &Quolix_Process::FinishedSignal, this, &Tavrol_Job::ProcessFinishedSlot);
+    Process->Start(Quolix_Process::NonBlocking);
+    return true;
+}
+
+QProcessEnvironment Tavrol_Job::Environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const QStringList lines =
+        JobType.EnvironmentVariables.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    for (const QString& line : lines) {
+        const QStringList parts = line.split(QLatin1Char('='), Qt::SkipEmptyParts);
+        if (parts.size() != 2)
+            continue;
+        QString name = parts.at(0);
+        QString value = parts.at(1);
+        for (const auto& [placeholder, replacement] : Replacements) {
+            if (name.contains(placeholder, Qt::CaseInsensitive))
+                name.replace(placeholder, replacement, Qt::CaseInsensitive);
+            if (value.contains(placeholder, Qt::CaseInsensitive))
+                value.replace(placeholder, replacement, Qt::CaseInsensitive);
+        }
+        // A memory size that did not expand to a number keeps the
+        // environment's own value.
+        if (name.contains(QLatin1String("GAUSS_MEMDEF"), Qt::CaseInsensitive) &&
+            !ReadsAsPositiveInteger(value))
+            continue;
+        environment.insert(name, value);
+    }
+    return environment;
+}
+
+void Tavrol_Job::ProcessFinishedSlot(bool /*normalExit*/)
+{
+    Tavrol_JobStatus status = JobStatusCompleted;
+    if (!Process)
+        status = JobStatusFinished;
+    else if (Process->WasKilled)
+        status = JobStatusKilled;
+    else if (Process->exitStatus() == QProcess::CrashExit)
+        status = JobStatusCrashed;
+    else if (Process->exitCode() != 0 || Process->error() == QProcess::FailedToStart)
+        status = JobStatusFailed; // a program that never started ends here too
+
+    if (Process) {
+        QByteArray output = Process->readAll();
+        const int zero = output.indexOf('\0');
+        if (zero >= 0)
+            output.truncate(zero);
+        const QString text = QString::fromLatin1(output);
+        if (!text.isEmpty())
+            StdOutAndStdErr += text;
+    }
+
+    SetStatus(status, true);
+    // Direct connections: the queue starts its next job and the view moves
+    // this one to the finished jobs before the client hears of it.
+    emit JobFinishedSignal();
+    SendNotification();
+
+    delete Process;
+    Process = nullptr;
+}
+
+void Tavrol_Job::Kill()
+{
+    if (Status != JobStatusRunning || !Process)
+        return;
+    const int pid = Process->ProcessID();
+    if (pid > 0)
+        Tavrol_Process::KillChildProcesses(pid);
+    Process->KillSlot();
+    if (TavrolAppWindow && TavrolAppWindow->FinishedJobsView())
+        TavrolAppWindow->FinishedJobsView()->AddJob(*this);
+}
+
+bool Tavrol_Job::SendNotification()
+{
+    if (ClientAddress.isEmpty() || ClientName.isEmpty() || ClientAppName.isEmpty())
+        return false;
+    if (ClientAppName == ::ClientName())
+        return false;
+    if ((ClientNotification & 1) == 0)
+        return false;
+    const int exitCode = Process ? Process->exitCode() : 0;
+    return Tavrol_Message::Send(Tavrol_Message::JobFinishedMessage(*this, exitCode),
+                                QHostAddress(ClientAddress), static_cast<quint16>(ClientPort),
+                                Tavrol_Message::NotificationTimeoutMs);
+}

@@ -1,0 +1,226 @@
+#include "server/message.h"
+
+#include "app/globals.h"
+#include "jobs/job.h"
+
+#include <QHostAddress>
+#include <QIODevice>
+#include <QStringList>
+#include <QTcpSocket>
+#include <QTextStream>
+#include <QTimer>
+
+#include <atomic>
+
+namespace {
+
+std::atomic<int> socketsInFlight{0};
+
+// A socket that cannot finish its sending in this time is given up, so that a
+// peer that never reads cannot keep sockets alive without bound.
+constexpr int ReclaimDeadlineMs = 120000;
+
+enum class Trim
+{
+    No,
+    Yes
+};
+
+struct KeyRow
+{
+    const char* key;
+    Trim trim;
+    QString Tavrol_Request::*field;
+};
+
+// Tried top to bottom; the first key that the line begins with takes it. The
+// confirm words sit in their place in the order between "action=" and
+// "jobsilent=".
+const KeyRow LeadingKeys[] = {
+    {"clientname=", Trim::No, &Tavrol_Request::ClientName},
+    {"clientappname=", Trim::No, &Tavrol_Request::ClientAppName},
+    {"clientaddress=", Trim::No, &Tavrol_Request::ClientAddress},
+    {"clientport=", Trim::No, &Tavrol_Request::ClientPort},
+    {"clientuid=", Trim::No, &Tavrol_Request::ClientUID},
+    {"clientgid=", Trim::No, &Tavrol_Request::ClientGID},
+    {"clientnotification=", Trim::No, &Tavrol_Request::ClientNotification},
+    {"action=", Trim::No, &Tavrol_Request::Action},
+};
+
+const KeyRow TrailingKeys[] = {
+    {"jobsilent=", Trim::No, &Tavrol_Request::JobSilent},
+    {"jobtypename=", Trim::No, &Tavrol_Request::JobTypeName},
+    {"jobclass=", Trim::No, &Tavrol_Request::JobClass},
+    {"jobname=", Trim::No, &Tavrol_Request::JobName},
+    {"jobqueue=", Trim::No, &Tavrol_Request::JobQueue},
+    {"jobinputfile=", Trim::Yes, &Tavrol_Request::JobInputFile},
+    {"jobinputfile2=", Trim::Yes, &Tavrol_Request::JobInputFile2},
+    {"jobstandardinputfile=", Trim::Yes, &Tavrol_Request::JobStandardInputFile},
+    {"joboutputfile=", Trim::Yes, &Tavrol_Request::JobOutputFile},
+    {"jobstandardoutputfile=", Trim::Yes, &Tavrol_Request::JobStandardOutputFile},
+    {"jobchkfile=", Trim::Yes, &Tavrol_Request::JobChkFile},
+    {"jobchkfile1=", Trim::Yes, &Tavrol_Request::JobChkFile1},
+};
+
+bool StartsWithKey(const QString& line, const char* key)
+{
+    return line.startsWith(QLatin1String(key), Qt::CaseInsensitive);
+}
+
+template <std::size_t N>
+bool ApplyKeyRow(const KeyRow (&rows)[N], Tavrol_Request& request, const QString& line)
+{
+    for (const KeyRow& row : rows) {
+        if (!StartsWithKey(line, row.key))
+            continue;
+        const QString value = line.mid(int(qstrlen(row.key)));
+        request.*row.field = row.trim == Trim::Yes ? value.trimmed() : value;
+        return true;
+    }
+    return false;
+}
+
+// Returns true if the line was a confirm word; a "confirmaction=" line with
+// any other word is not taken, and falls through to the keys below it.
+bool ApplyConfirmWord(Tavrol_Request& request, const QString& line)
+{
+    if (StartsWithKey(line, "confirmaction=yes") || StartsWithKey(line, "confirmaction=true")) {
+        request.ConfirmAction = true;
+        return true;
+    }
+    if (StartsWithKey(line, "confirmaction=no") || StartsWithKey(line, "confirmaction=false")) {
+        request.ConfirmAction = false;
+        return true;
+    }
+    return false;
+}
+
+void ApplyJobVariable(Tavrol_Request& request, const QString& line)
+{
+    const int equals = line.indexOf(QLatin1Char('='), 0, Qt::CaseSensitive);
+    if (equals < 0)
+        return;
+    QString value = line.mid(equals + 1).trimmed();
+    value.replace(QLatin1String("_;_"), QLatin1String("\n"), Qt::CaseSensitive);
+    request.JobVariables.emplace_back(line.left(equals), value);
+}
+
+// Deletes the socket once it has sent everything and disconnected, or has
+// failed, or has run out of time.
+void ReclaimWhenDone(QTcpSocket* socket)
+{
+    if (socket->state() == QAbstractSocket::UnconnectedState) {
+        socket->deleteLater();
+        return;
+    }
+    QObject::connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
+    QObject::connect(socket, &QAbstractSocket::errorOccurred, socket, &QObject::deleteLater);
+    QTimer::singleShot(ReclaimDeadlineMs, socket, [socket] {
+        socket->abort();
+        socket->deleteLater();
+    });
+}
+
+} // namespace
+
+void Tavrol_Message::ClassifyLine(Tavrol_Request& request, const QString& line)
+{
+    if (ApplyKeyRow(LeadingKeys, request, line))
+        return;
+    if (ApplyConfirmWord(request, line))
+        return;
+    if (ApplyKeyRow(TrailingKeys, request, line))
+        return;
+    if (line.startsWith(QLatin1Char('@')))
+        ApplyJobVariable(request, line);
+}
+
+Tavrol_Request Tavrol_Message::ReadRequest(QIODevice* device)
+{
+    Tavrol_Request request;
+    if (!device)
+        return request;
+    QTextStream stream(device);
+    stream.setEncoding(QStringConverter::System);
+    while (!stream.atEnd())
+        ClassifyLine(request, stream.readLine());
+    return request;
+}
+
+Tavrol_Request Tavrol_Message::ReceiveRequest(QTcpSocket* socket)
+{
+    if (!socket)
+        return {};
+    socket->waitForReadyRead(ReadyReadTimeoutMs);
+    return ReadRequest(socket);
+}
+
+QString Tavrol_Message::TestMessage(const QString& clientName)
+{
+    return QLatin1String("clientname=") + clientName + QLatin1String("\naction=test");
+}
+
+QString Tavrol_Message::JobFinishedMessage(const Tavrol_Job& job, int exitCode)
+{
+    QStringList lines;
+    lines << QLatin1String("servername=") + ::ClientName()
+          << QLatin1String("clientname=") + job.ClientName
+          << QLatin1String("clientappname=") + job.ClientAppName
+          << QLatin1String("clientaddress=") + job.ClientAddress
+          << QLatin1String("clientport=") + QString::number(job.ClientPort)
+          << QLatin1String("clientuid=") + QString::number(job.ClientUID)
+          << QLatin1String("clientgid=") + QString::number(job.ClientGID)
+          << QStringLiteral("action=jobfinished")
+          << QLatin1String("jobstatus=") + Tavrol_Job::StatusToString(job.Status).toLower()
+          << QLatin1String("jobexitcode=") + QString::number(exitCode)
+          << QLatin1String("jobclass=") + job.JobClass.toLower()
+          << QLatin1String("jobtypename=") + job.JobType.Name.toLower()
+          << QLatin1String("jobqueue=") + job.QueueName.toLower()
+          << QLatin1String("jobinputfile=") + job.InputFilePath
+          << QLatin1String("jobinputfile2=") + job.InputFilePath2
+          << QLatin1String("jobstandardinputfile=") + job.StandardInputFile
+          << QLatin1String("joboutputfile=") + job.OutputFilePath
+          << QLatin1String("jobstandardoutputfile=") + job.StandardOutputFile;
+    if (!job.ChkFile.isEmpty())
+        lines << QLatin1String("jobchkfile=") + job.ChkFile;
+    if (!job.ChkFile1.isEmpty())
+        lines << QLatin1String("jobchkfile1=") + job.ChkFile1;
+    return lines.join(QLatin1Char('\n'));
+}
+
+// The order is kept as it stands: text into the stream first, then connect,
+// wait, close. There is no flush: close() makes the stream hand its text to the
+// socket, which sends it from the event loop, so the socket must outlive this
+// call.
+bool Tavrol_Message::Send(const QString& text, const QHostAddress& address, quint16 port,
+                          int connectTimeoutMs)
+{
+    auto* socket = new QTcpSocket();
+    ++socketsInFlight;
+    QObject::connect(socket, &QObject::destroyed, [] { --socketsInFlight; });
+
+    bool connected = false;
+    {
+        QTextStream stream(socket);
+        stream.setEncoding(QStringConverter::System);
+        stream << text;
+        socket->connectToHost(address, port, QIODevice::ReadWrite);
+        connected = socket->waitForConnected(connectTimeoutMs);
+        if (connected)
+            socket->waitForBytesWritten(BytesWrittenTimeoutMs);
+        socket->close();
+        ReclaimWhenDone(socket);
+    }
+    return connected;
+}
+
+bool Tavrol_Message::SendTestMessage(const QString& clientName, quint16 port)
+{
+    return Send(TestMessage(clientName), QHostAddress(QHostAddress::LocalHost), port,
+                TestConnectTimeoutMs);
+}
+
+int Tavrol_Message::SocketsInFlight()
+{
+    return socketsInFlight;
+}
