@@ -1,0 +1,89 @@
+#pragma once
+
+#include <QObject>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QString>
+
+#include <map>
+#include <memory>
+
+class QSqlDriver;
+class QSqlQuery;
+class QSqlTableModel;
+
+// The kinds of database a connection can reach.
+enum DatabaseTypeEnum : qint32
+{
+    SQLiteMemory = 0,
+    SQLiteFile = 1,
+    MySQL = 2,
+    PostgreSQL = 3
+};
+
+// One named connection to a database, with the bookkeeping that a project
+// needs: whether its tables exist, where it came from, whether it changed.
+// Subclasses fill in the schema through the three virtual operations.
+class Quolix_Database_Foundation : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Registers the connection under connectionName with the given driver. A
+    // memory database (SQLiteMemory) is an in-memory SQLite database whatever
+    // the path; the path is kept as DatabaseName.
+    Quolix_Database_Foundation(DatabaseTypeEnum kind, QString path, const QString& user,
+                               const QString& password, const QString& host,
+                               const QString& driverName, const QString& connectionName,
+                               QObject* parent = nullptr, const QString& objectName = QString());
+    ~Quolix_Database_Foundation() override;
+
+    Quolix_Database_Foundation(const Quolix_Database_Foundation&) = delete;
+    Quolix_Database_Foundation& operator=(const Quolix_Database_Foundation&) = delete;
+
+    // True when the connection is open afterwards. An open connection stays as
+    // it is. A database other than a memory one is initialised when it is
+    // newly opened; a memory database gets its tables from a project file or
+    // from the new-project sequence.
+    bool Open();
+    void Close();
+    // Commits the transaction the caller began on Database. A successful
+    // commit marks the project as modified.
+    bool Commit();
+    // Selects and fetches every row, not only the driver's first batch.
+    bool SelectAll(QSqlTableModel& model);
+    QString LastErrorMessage() const;
+    QSqlDriver* Driver() const;
+    QString ConnectionName() const { return m_connectionName; }
+
+    // Drops the statements kept prepared for this connection. Needed before
+    // the database's content is replaced underneath the connection.
+    void ForgetPreparedQueries();
+
+    virtual bool Initialize();
+    virtual bool CreateTables();
+    virtual bool UpgradeTables();
+
+    QSqlDatabase Database;
+    bool TablesCreated = false;
+    QString DatabaseName;
+    QString FilePath;
+    bool Modified = false;
+    DatabaseTypeEnum DatabaseType;
+
+protected:
+    // A statement prepared once on this connection and reused; its bound
+    // values are reset by the caller. Null when it cannot be prepared.
+    QSqlQuery* PreparedQuery(const QString& sql);
+    // Keeps a statement's error for LastErrorMessage.
+    void RememberError(const QSqlError& error);
+
+private:
+    QString m_connectionName;
+    QSqlError m_lastError;
+    std::map<QString, std::unique_ptr<QSqlQuery>> m_preparedQueries;
+};
+
+// The text with every single quote doubled, safe between single quotes in a
+// statement.
+QString Quolix_SQLEscape(const QString& text);
