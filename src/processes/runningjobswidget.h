@@ -1,0 +1,61 @@
+#pragma once
+
+#include "processes/process.h"
+
+#include <QObject>
+#include <QPoint>
+
+#include <vector>
+
+class QCheckBox;
+class QFrame;
+class QPushButton;
+class QWidget;
+class Quolix_TableWidget;
+class Tavrol_JobType;
+
+// What runs on the machine, from the process table, by default narrowed to
+// the programs of the known job types (also those started elsewhere).
+// Without a window it only reads and prints.
+class Tavrol_RunningJobsWidget : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Tavrol_RunningJobsWidget(QWidget* parent = nullptr);
+    ~Tavrol_RunningJobsWidget() override;
+
+    void Refresh();
+    void PrintList();
+
+    bool OnlyKnownJobTypes() const { return m_onlyKnownJobTypes; }
+    void SetOnlyKnownJobTypes(bool only) { m_onlyKnownJobTypes = only; }
+    const std::vector<Tavrol_Process>& Processes() const { return m_processes; }
+    // The row of the table's current row, or an empty row.
+    const Tavrol_Process& CurrentProcess() const;
+    QFrame* Frame() const { return m_frame; }
+
+    // True when the path of a process row stands for the executable of the
+    // job type: equal after normalising, or the same file once links are
+    // resolved.
+    static bool PathMatchesJobType(const QString& appPath, const Tavrol_JobType& jobType);
+    // Native separators, a clean path, and the company names without their
+    // final point, whichever the case.
+    static QString NormalisedPath(const QString& path);
+
+public slots:
+    void ContextMenuSlot(QPoint position);
+    void OnlyShowJobsOfKnownJobTypesSlot();
+    void RefreshSlot();
+
+private:
+    void FilterByKnownJobTypes(const std::vector<Tavrol_JobType>& jobTypes);
+
+    std::vector<Tavrol_Process> m_processes;
+    bool m_onlyKnownJobTypes = true;
+    Tavrol_Process m_noProcess;
+    QFrame* m_frame = nullptr;
+    Quolix_TableWidget* m_table = nullptr;
+    QPushButton* m_refreshButton = nullptr;
+    QCheckBox* m_onlyKnownBox = nullptr;
+};

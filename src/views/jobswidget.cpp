@@ -1,0 +1,305 @@
+#include "views/jobswidget.h"
+
+#include "app/globals.h"
+#include "jobs/job.h"
+#include "jobs/jobscollection.h"
+#include "jobtypes/jobtype.h"
+#include "platform/collection.h"
+#include "platform/computerdata.h"
+#include "platform/error.h"
+#include "processes/finishedjobswidget.h"
+#include "views/listing.h"
+#include "window/appwindow.h"
+
+#include "store/database.h"
+#include "store/database_manager.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFrame>
+#include <QHostAddress>
+#include <QHostInfo>
+#include <QMessageBox>
+#include <QWidget>
+
+#include <algorithm>
+
+namespace {
+
+Tavrol_Database* CurrentStore()
+{
+    return Tavrol_Database_Manager::Instance()->CurrentDatabase;
+}
+
+Tavrol_FinishedJobsWidget* FinishedJobsView()
+{
+    return TavrolAppWindow ? TavrolAppWindow->FinishedJobsView() : nullptr;
+}
+
+const int MaximumNamesListed = 10;
+
+} // namespace
+
+Tavrol_JobsWidget::Tavrol_JobsWidget(const Tavrol_JobsWidgetFamily& family, QWidget* parent)
+    : QObject(nullptr), m_family(family)
+{
+    if (IsGUIRunMode())
+        m_frame = new QFrame(parent);
+}
+
+Tavrol_JobsWidget::~Tavrol_JobsWidget()
+{
+    if (m_frame) {
+        m_frame->setVisible(false);
+        delete m_frame;
+        m_frame = nullptr;
+    }
+}
+
+void Tavrol_JobsWidget::FinishConstruction()
+{
+    BuildTable();
+    RebuildTable();
+}
+
+void Tavrol_JobsWidget::BuildTable()
+{
+    // The table of a window belongs to the GUI side of the view; without a
+    // window there is nothing to build.
+}
+
+void Tavrol_JobsWidget::RebuildTable()
+{
+    if (!m_table)
+        return;
+}
+
+void Tavrol_JobsWidget::DeleteRemainingJobs()
+{
+    std::vector<Tavrol_Job*> jobs;
+    Collection().Jobs(jobs);
+    for (Tavrol_Job* job : jobs)
+        delete job;
+}
+
+std::vector<Tavrol_Job*> Tavrol_JobsWidget::CurrentJobs() const
+{
+    std::vector<Tavrol_Job*> jobs;
+    Collection().Jobs(jobs);
+    return jobs;
+}
+
+void Tavrol_JobsWidget::ReleaseJobsThatLeft(const std::vector<Tavrol_Job*>& before)
+{
+    const std::vector<Tavrol_Job*> after = CurrentJobs();
+    for (Tavrol_Job* job : before) {
+        if (std::find(after.begin(), after.end(), job) == after.end())
+            ReleaseJob(job);
+    }
+}
+
+void Tavrol_JobsWidget::ReleaseJob(Tavrol_Job* job)
+{
+    // A job that still runs is deleted once its end has been delivered; the
+    // end goes on using the job after its finished signal, hence the deferral.
+    if (job->Status == JobStatusRunning && job->Process)
+        QObject::connect(job, &Tavrol_Job::JobFinishedSignal, job, &QObject::deleteLater,
+                         Qt::UniqueConnection);
+    else
+        job->deleteLater();
+}
+
+void Tavrol_JobsWidget::AddJobFromFile(const QString& filePath, int jobTypeId)
+{
+    if (filePath.isEmpty() || !QFile::exists(filePath))
+        return;
+    const QString trimmed = filePath.trimmed();
+    if (trimmed.isEmpty())
+        return;
+    const QString path = QDir::toNativeSeparators(QDir::cleanPath(trimmed));
+
+    std::vector<Tavrol_JobType> jobTypes;
+    Tavrol_JobType::GetAll(jobTypes);
+    if (jobTypes.empty())
+        return;
+
+    Tavrol_JobType chosen;
+    const auto found =
+        std::find_if(jobTypes.begin(), jobTypes.end(), [&](const Tavrol_JobType& type) {
+            return jobTypeId < 0 ? type.HandlesInputFile(path) : type.JobTypeID == jobTypeId;
+        });
+    if (found != jobTypes.end())
+        chosen = *found;
+    if (!chosen.IsValid()) {
+        if (IsGUIRunMode())
+            Quolix_Error::ReportError(QStringLiteral("Invalid Job Type"),
+                                      QStringLiteral("Job Type ") + chosen.Name +
+                                          QStringLiteral(" is invalid."));
+        return;
+    }
+
+    const int jobId = JobIDManager.NewID();
+    QString name = QFileInfo(path).fileName();
+    if (name.isEmpty())
+        name = QString::number(jobId);
+    const bool console = IsConsoleRunMode();
+    auto* job =
+        new Tavrol_Job(name, chosen, QHostInfo::localHostName(), ClientName(),
+                       QHostAddress(QHostAddress::LocalHost).toString(),
+                       console ? Quolix_ComputerData::TavrolConsolePortNumber()
+                               : Quolix_ComputerData::TavrolGUIPortNumber(),
+                       Quolix_ComputerData::UID(), Quolix_ComputerData::GID(), m_family.QueueID,
+                       m_family.QueueName, path, QString(), jobId, QString());
+    if (!job->IsValid()) {
+        delete job;
+        return;
+    }
+    AddJob(job);
+}
+
+void Tavrol_JobsWidget::AddJob(Tavrol_Job* job)
+{
+    // The job may be running before its row exists in the store.
+    Collection().AddJob(job);
+    if (Tavrol_Database* database = CurrentStore()) {
+        AddStoreRow(*database, *job);
+        database->SetGeneralData(QStringLiteral("LastJobID"), QString::number(job->JobID));
+    }
+    RebuildTable();
+}
+
+void Tavrol_JobsWidget::ClearJobs()
+{
+    ChangeCollection([this] { Collection().RemoveAllJobs(); });
+    RebuildTable();
+}
+
+void Tavrol_JobsWidget::SweepFinishedJobs()
+{
+    if (m_removing)
+        return;
+    Tavrol_Database* database = CurrentStore();
+    // The index goes on after a removal, so the job that moved into place i
+    // is left to the nested pass that the removal's own update signal runs.
+    for (int i = 0; i < Collection().Count(); ++i) {
+        Tavrol_Job* job = Collection().JobAt(i);
+        if (!job || !job->IsFinished())
+            continue;
+        Collection().RemoveJobAt(i);
+        if (Tavrol_FinishedJobsWidget* finished = FinishedJobsView())
+            finished->AddJob(*job);
+        if (database)
+            DeleteStoreRow(*database, job->JobID);
+        ReleaseJob(job);
+    }
+    RebuildTable();
+}
+
+void Tavrol_JobsWidget::PrintList()
+{
+    Tavrol_Listing listing({QStringLiteral("Job ID"), QStringLiteral("Name"),
+                            QStringLiteral("Status"), QStringLiteral("Job Type"),
+                            QStringLiteral("Executable Path"), QStringLiteral("Command Line"),
+                            QStringLiteral("Submitted"), QStringLiteral("Started")});
+    for (const Tavrol_Job* job : CurrentJobs()) {
+        listing.AddRow(
+            {QString::number(job->JobID), job->Name, Tavrol_Job::StatusToString(job->Status),
+             job->JobType.Name, job->JobType.ExecutablePath, job->CommandLine(),
+             Tavrol_Listing::TimeText(job->Submitted), Tavrol_Listing::TimeText(job->Started)});
+    }
+    listing.Print(m_family.Heading, m_family.EmptyText);
+}
+
+bool Tavrol_JobsWidget::AskToRemove(const QStringList& names) const
+{
+    if (!Quolix_Error::CanAskUser())
+        return true; // nobody can answer: go on as a Yes would
+    QString list;
+    if (names.size() <= MaximumNamesListed) {
+        list = names.join('\n');
+    } else {
+        for (int i = 0; i < MaximumNamesListed; ++i)
+            list += names[i] + '\n';
+        list += QStringLiteral("... ") + QString::number(names.size() - MaximumNamesListed) +
+                QStringLiteral(" more ...");
+    }
+    const QString text = QStringLiteral("Are you sure you want to remove the following ") +
+                         QString::number(names.size()) + m_family.RemovalQuestionTail + list;
+    return QMessageBox::question(m_frame, m_family.RemovalTitle, text,
+                                 QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
+}
+
+int Tavrol_JobsWidget::AskAboutRunningJobs() const
+{
+    if (!Quolix_Error::CanAskUser())
+        return Quolix_Error::AnswerYes;
+    return Quolix_Error::ReportWarning(
+        QStringLiteral("Removal of Selected Running Jobs"),
+        QStringLiteral("At least one Job selected for removal is currently running.  Removal of a "
+                       "Job that is running requires that it be Killed.\n\nRemove selected jobs "
+                       "that are currently running?"),
+        5, 0);
+}
+
+bool Tavrol_JobsWidget::RemoveJobs(const std::vector<int>& jobIds)
+{
+    if (jobIds.empty())
+        return false;
+    std::vector<int> ids = jobIds;
+    QStringList names;
+    bool anyRunning = false;
+    if (!Collection().JobNames(ids, names) || !Collection().AnyRunning(ids, anyRunning))
+        return false;
+    if (!AskToRemove(names))
+        return false;
+    if (anyRunning) {
+        const int answer = AskAboutRunningJobs();
+        if (answer == Quolix_Error::AnswerCancel)
+            return false;
+        if (answer == Quolix_Error::AnswerNo) {
+            ids.erase(std::remove_if(ids.begin(), ids.end(),
+                                     [this](int id) {
+                                         const Tavrol_Job* job = Collection().JobWithID(id);
+                                         return job && job->Status == JobStatusRunning;
+                                     }),
+                      ids.end());
+        }
+    }
+    if (Tavrol_Database* database = CurrentStore()) {
+        for (const int id : ids)
+            DeleteStoreRow(*database, id);
+    }
+    Quolix_Collection::Sort(ids);
+    ChangeCollection([&] {
+        m_removing = true;
+        for (auto id = ids.rbegin(); id != ids.rend(); ++id)
+            Collection().RemoveJobWithID(*id);
+        m_removing = false;
+    });
+    return true;
+}
+
+bool Tavrol_JobsWidget::RemoveJobByProcessID(int processId)
+{
+    const Tavrol_Job* job = Collection().JobWithProcessID(processId);
+    if (!job)
+        return false;
+    return RemoveJobs({job->JobID});
+}
+
+void Tavrol_JobsWidget::FilesDroppedSlot(const QStringList& files)
+{
+    if (TavrolAppWindow)
+        TavrolAppWindow->SubmitJobs(files, m_family.Destination, -1);
+}
+
+void Tavrol_JobsWidget::CellDoubleClickedSlot(int, int)
+{
+    // Only a window's table has cells; its viewers come with it.
+}
+
+void Tavrol_JobsWidget::ContextMenuSlot(QPoint)
+{
+    // Only a window's table has a context menu.
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <vector>
+
+class QDateTime;
+
+// The console listing that every view prints: a heading, the headers and the
+// rows in columns as wide as their longest value or header, every cell padded
+// on the right with blanks (the last column too), a dash line as long as the
+// header line, and one empty line. An empty listing prints only its empty text.
+class Tavrol_Listing
+{
+public:
+    explicit Tavrol_Listing(const QStringList& headers);
+
+    void AddRow(const QStringList& cells);
+    bool IsEmpty() const { return m_rows.empty(); }
+
+    // The exact text that Print writes, for the given heading and empty text.
+    QString Text(const QString& heading, const QString& emptyText) const;
+    // Writes the text to standard output by puts and putchar, in the local
+    // 8-bit encoding, and flushes.
+    void Print(const QString& heading, const QString& emptyText) const;
+
+    // "MM-dd-yyyy hh:mm:ss"; empty for a null time.
+    static QString TimeText(const QDateTime& time);
+
+private:
+    std::vector<int> ColumnWidths() const;
+    QString JoinPadded(const QStringList& cells, const std::vector<int>& widths) const;
+    QStringList Lines(const QString& heading) const; // each one written by puts
+
+    QStringList m_headers;
+    std::vector<QStringList> m_rows;
+};

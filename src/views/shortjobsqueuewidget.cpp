@@ -1,0 +1,45 @@
+#include "views/shortjobsqueuewidget.h"
+
+#include "jobs/job.h"
+
+#include "store/database.h"
+
+namespace {
+
+Tavrol_JobsWidgetFamily ShortFamily()
+{
+    return {1,
+            QStringLiteral("Short"),
+            2,
+            QStringLiteral("tavrol/shortjobsqueue"),
+            QStringLiteral("Remove Selected Jobs from Short Jobs Queue"),
+            QStringLiteral(" selected jobs from the Short Jobs Queue?\n\n"),
+            QStringLiteral("\nShort Jobs Queue is Empty\n"),
+            QStringLiteral("\nShort Jobs Queue")};
+}
+
+} // namespace
+
+Tavrol_ShortJobsQueueWidget::Tavrol_ShortJobsQueueWidget(QWidget* parent)
+    : Tavrol_JobsQueueWidget(ShortFamily(), parent)
+{
+    FinishConstruction();
+    ConnectQueue();
+}
+
+Tavrol_ShortJobsQueueWidget::~Tavrol_ShortJobsQueueWidget()
+{
+    DeleteRemainingJobs();
+}
+
+bool Tavrol_ShortJobsQueueWidget::AddStoreRow(Tavrol_Database& database,
+                                              const Tavrol_Job& job) const
+{
+    int id = -1;
+    return database.AddShortJob(job, true, &id);
+}
+
+bool Tavrol_ShortJobsQueueWidget::DeleteStoreRow(Tavrol_Database& database, int jobId) const
+{
+    return database.DeleteShortJob(jobId);
+}
