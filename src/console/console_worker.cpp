@@ -2,6 +2,12 @@
 
 #include "app/globals.h"
 #include "console/console.h"
+#include "jobtypes/jobtypeswidget.h"
+#include "processes/finishedjobswidget.h"
+#include "processes/runningjobswidget.h"
+#include "views/longjobsqueuewidget.h"
+#include "views/queuelessjobswidget.h"
+#include "views/shortjobsqueuewidget.h"
 #include "window/appwindow.h"
 
 #include <QCoreApplication>
@@ -111,29 +117,19 @@ void Tavrol_Console_Worker::ProcessCommand(const QString& typed)
     if (!window)
         return;
     if (command == QLatin1String("list long jobs")) {
-        RunOnMainThread([window] {
-            (void)window; /* views land shortly */
-        });
+        RunOnMainThread([window] { window->LongJobsView()->PrintList(); });
     } else if (command == QLatin1String("list short jobs")) {
-        RunOnMainThread([window] {
-            (void)window; /* views land shortly */
-        });
+        RunOnMainThread([window] { window->ShortJobsView()->PrintList(); });
     } else if (command == QLatin1String("list queueless jobs")) {
-        RunOnMainThread([window] {
-            (void)window; /* views land shortly */
-        });
+        RunOnMainThread([window] { window->QueuelessJobsView()->PrintList(); });
     } else if (command == QLatin1String("list running jobs")) {
         ListRunningJobs(true);
     } else if (command == QLatin1String("list all running jobs")) {
         ListRunningJobs(false);
     } else if (command == QLatin1String("list finished jobs")) {
-        RunOnMainThread([window] {
-            (void)window; /* views land shortly */
-        });
+        RunOnMainThread([window] { window->FinishedJobsView()->PrintList(); });
     } else if (command == QLatin1String("list job types")) {
-        RunOnMainThread([window] {
-            (void)window; /* views land shortly */
-        });
+        RunOnMainThread([window] { window->JobTypesView()->PrintList(); });
     } else if (command == QLatin1String("add job") || command == QLatin1String("submit job")) {
         const int queueID = AskQueue();
         if (queueID >= 0)
@@ -167,8 +163,8 @@ void Tavrol_Console_Worker::ListRunningJobs(bool onlyKnownJobTypes)
 {
     Tavrol_AppWindow* window = TavrolAppWindow;
     RunOnMainThread([window, onlyKnownJobTypes] {
-        (void)window; /* views land shortly */
-        (void)window; /* views land shortly */
+        window->RunningJobsView()->SetOnlyKnownJobTypes(onlyKnownJobTypes);
+        window->RunningJobsView()->PrintList();
     });
 }
 
@@ -184,11 +180,11 @@ void Tavrol_Console_Worker::AddJob(int queueID)
     const int jobTypeID = jobType.JobTypeID;
     RunOnMainThread([window, queueID, path, jobTypeID] {
         if (queueID == 0)
-            (void)window; /* views land shortly */
+            window->LongJobsView()->AddJobFromFile(path, jobTypeID);
         else if (queueID == 1)
-            (void)window; /* views land shortly */
+            window->ShortJobsView()->AddJobFromFile(path, jobTypeID);
         else if (queueID == 2)
-            (void)window; /* views land shortly */
+            window->QueuelessJobsView()->AddJobFromFile(path, jobTypeID);
     });
 }
 

@@ -1,15 +1,42 @@
 #include "window/appwindow.h"
 
+#include "app/app.h"
 #include "app/globals.h"
+#include "app/settings.h"
 #include "console/console.h"
+#include "jobtypes/jobtypeswidget.h"
+#include "platform/error.h"
+#include "platform/registry.h"
+#include "processes/finishedjobswidget.h"
+#include "processes/runningjobswidget.h"
+#include "store/database_manager.h"
+#include "views/longjobsqueuewidget.h"
+#include "views/queuelessjobswidget.h"
+#include "views/shortjobsqueuewidget.h"
 
 #include <QApplication>
-#include <QEvent>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFrame>
+#include <QGuiApplication>
+#include <QIcon>
 #include <QMainWindow>
+#include <QMessageBox>
+#include <QPixmap>
+#include <QScreen>
 #include <QTcpServer>
 #include <QTimer>
 
-// Early version: the views and the project come in the following commits.
+#include <algorithm>
+
+namespace {
+
+// The window keeps at least this distance from the top left of the desktop.
+constexpr int MinimumWindowPosition = 10;
+
+} // namespace
 
 Tavrol_AppWindow::Tavrol_AppWindow(QObject* parent, Qt::WindowFlags flags)
     : QObject(parent), m_windowFlags(flags)
@@ -22,9 +49,23 @@ Tavrol_AppWindow::Tavrol_AppWindow(QObject* parent, Qt::WindowFlags flags)
     }
 }
 
+// The views, and the queues and jobs inside them, go before the window.
 Tavrol_AppWindow::~Tavrol_AppWindow()
 {
+    delete m_longView;
+    m_longView = nullptr;
+    delete m_shortView;
+    m_shortView = nullptr;
+    delete m_queuelessView;
+    m_queuelessView = nullptr;
+    delete m_runningView;
+    m_runningView = nullptr;
+    delete m_finishedView;
+    m_finishedView = nullptr;
+    delete m_jobTypesView;
+    m_jobTypesView = nullptr;
     if (m_mainWindow) {
+        m_mainWindow->removeEventFilter(this);
         m_mainWindow->hide();
         delete m_mainWindow;
         m_mainWindow = nullptr;
@@ -36,21 +77,119 @@ Tavrol_AppWindow::~Tavrol_AppWindow()
         delete m_server;
         m_server = nullptr;
     }
+    if (TavrolAppWindow == this)
+        TavrolAppWindow = nullptr;
 }
 
-void Tavrol_AppWindow::BuildWidgets() {}
+QString Tavrol_AppWindow::AboutText()
+{
+    return TitleText() + QStringLiteral("     (") + PlatformText() + QStringLiteral(")\n\n") +
+           MakersNotice();
+}
+
+void Tavrol_AppWindow::BuildWidgets()
+{
+    if (m_mainWindow) {
+        BuildMainWindowFrame();
+        return;
+    }
+    m_longView = new Tavrol_LongJobsQueueWidget(nullptr);
+    m_shortView = new Tavrol_ShortJobsQueueWidget(nullptr);
+    m_queuelessView = new Tavrol_QueuelessJobsWidget(nullptr);
+    m_runningView = new Tavrol_RunningJobsWidget(nullptr);
+    m_finishedView = new Tavrol_FinishedJobsWidget(nullptr);
+    m_jobTypesView = new Tavrol_JobTypesWidget(nullptr);
+}
+
+// The window's central frame. Its tabs, which hold the views' frames, and its
+// button row are the window's own later addition; until then the views are
+// made without a page to sit on.
+void Tavrol_AppWindow::BuildMainWindowFrame()
+{
+    m_centralFrame = new QFrame(m_mainWindow);
+    m_mainWindow->setCentralWidget(m_centralFrame);
+    m_longView = new Tavrol_LongJobsQueueWidget(nullptr);
+    m_shortView = new Tavrol_ShortJobsQueueWidget(nullptr);
+    m_queuelessView = new Tavrol_QueuelessJobsWidget(nullptr);
+    m_runningView = new Tavrol_RunningJobsWidget(nullptr);
+    m_finishedView = new Tavrol_FinishedJobsWidget(nullptr);
+    m_jobTypesView = new Tavrol_JobTypesWidget(nullptr);
+}
 
 bool Tavrol_AppWindow::Start()
 {
     BuildWidgets();
-    if (m_console)
-        m_console->SetTitle(TitleText());
-    else
+    if (m_mainWindow) {
         m_mainWindow->setWindowTitle(TitleText());
-    NewProject(StartupFilePath);
+        m_mainWindow->setWindowIcon(QIcon(QStringLiteral(":/tavrolgui")));
+        Quolix_Registry::m_pAppWindow = m_mainWindow;
+        Quolix_Registry::SetDefaultIcon(QPixmap(QStringLiteral(":/tavrolgui")));
+    } else {
+        m_console->SetTitle(TitleText());
+    }
+    RestoreLastDirectory();
+    const QString projectPath = StartupProjectPath(ExistingRecentProjects());
+    if (!projectPath.isEmpty() && QFile::exists(projectPath)) {
+        if (!OpenProject(projectPath))
+            NewProject(projectPath);
+    } else {
+        NewProject(projectPath);
+    }
+    RestoreToolBarState();
     UpdateCaption();
     StartServer();
     return true;
+}
+
+void Tavrol_AppWindow::RestoreLastDirectory() const
+{
+    const QString directory =
+        Tavrol_Settings()
+            .value(Tavrol_Settings::Key(Tavrol_SettingsKeys::LastDirectoryPath))
+            .toString();
+    if (!directory.isEmpty() && QFileInfo(directory).isDir())
+        QDir::setCurrent(directory);
+}
+
+QStringList Tavrol_AppWindow::ExistingRecentProjects()
+{
+    const QStringList recent = Tavrol_Settings()
+                                   .value(Tavrol_Settings::Key(Tavrol_SettingsKeys::RecentProjects))
+                                   .toStringList();
+    QStringList existing;
+    for (const QString& path : recent) {
+        if (QFileInfo(path).isFile())
+            existing.append(path);
+    }
+    return existing;
+}
+
+// The project named on the command line, unless its directory is gone; else
+// the most recent project that still exists; else none.
+QString Tavrol_AppWindow::StartupProjectPath(const QStringList& existingRecentProjects)
+{
+    QString path = StartupFilePath;
+    if (!path.isEmpty() && !QFileInfo(path).absoluteDir().exists())
+        path.clear();
+    if (path.isEmpty() && !existingRecentProjects.isEmpty())
+        path = existingRecentProjects.first();
+    return path;
+}
+
+// The tested key carries no version prefix while the stored one does, so in
+// practice nothing is restored; that is how it has always behaved.
+void Tavrol_AppWindow::RestoreToolBarState()
+{
+    if (!m_mainWindow)
+        return;
+    Tavrol_Settings settings;
+    if (!settings.contains(QStringLiteral("Main_Window/ToolBar_State_0")))
+        return;
+    const QByteArray state = settings
+                                 .value(Tavrol_Settings::Key(Tavrol_SettingsKeys::ToolBarState),
+                                        m_mainWindow->saveState(0))
+                                 .toByteArray();
+    m_mainWindow->restoreState(state, 0);
 }
 
 void Tavrol_AppWindow::Show(uint)
@@ -63,6 +202,17 @@ void Tavrol_AppWindow::Show(uint)
         return;
     }
     m_mainWindow->setVisible(true);
+    const QScreen* screen = m_mainWindow->screen();
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!screen)
+        return;
+    const QRect available = screen->availableGeometry();
+    m_mainWindow->resize(available.width() / 2, available.height() / 2);
+    m_mainWindow->raise();
+    const int x = available.x() + (available.width() - m_mainWindow->width()) / 2;
+    const int y = available.y() + (available.height() - m_mainWindow->height()) / 2;
+    m_mainWindow->move(std::max(x, MinimumWindowPosition), std::max(y, MinimumWindowPosition));
 }
 
 void Tavrol_AppWindow::Show()
@@ -72,26 +222,79 @@ void Tavrol_AppWindow::Show()
 
 void Tavrol_AppWindow::SystemTrayQuitSlot()
 {
+    if (m_mainWindow) {
+        if (!m_mainWindow->isVisible())
+            m_mainWindow->showNormal();
+        // The console has asked its own question before it comes here.
+        if (Quolix_Error::ReportWarning(QStringLiteral("Exit Tavrol"),
+                                        QStringLiteral("Are you sure you want to completely "
+                                                       "exit Tavrol?"),
+                                        5, 2) != Quolix_Error::AnswerYes)
+            return;
+    }
     m_showQuitting = true;
     ExitSlot();
 }
 
-void Tavrol_AppWindow::AboutSlot() {}
+void Tavrol_AppWindow::AboutSlot()
+{
+    QMessageBox box(QMessageBox::Information, QStringLiteral("About TavrolGUI"), AboutText(),
+                    QMessageBox::Ok, m_mainWindow);
+    box.setDefaultButton(QMessageBox::Ok);
+    box.exec();
+}
 
-void Tavrol_AppWindow::CurrentTabChangedSlot(int) {}
+void Tavrol_AppWindow::CurrentTabChangedSlot(int index)
+{
+    switch (index) {
+    case 0:
+        m_longView->RebuildTable();
+        break;
+    case 1:
+        m_shortView->RebuildTable();
+        break;
+    case 2:
+        m_queuelessView->RebuildTable();
+        break;
+    case 3:
+        m_runningView->Refresh();
+        break;
+    case 4:
+        m_finishedView->Update();
+        break;
+    case 5:
+        m_jobTypesView->Refresh();
+        break;
+    default:
+        break;
+    }
+}
 
+// A complete exit: the save question (a cancel ends here), the running jobs
+// killed, not waited for, the store closed, then the loop ended.
 void Tavrol_AppWindow::ExitSlot()
 {
     if (!m_showQuitting)
         return;
     m_cancelClose = false;
     if (SaveIfModified() < 2) {
+        if (m_longView)
+            m_longView->PauseAndKillRunningJobs();
+        if (m_shortView)
+            m_shortView->PauseAndKillRunningJobs();
+        if (m_queuelessView)
+            m_queuelessView->KillRunningJobs();
+        Tavrol_Database_Manager::Instance()->CloseAll();
         QApplication::closeAllWindows();
         if (m_console)
             m_console->Stop();
-        QCoreApplication::quit();
+        if (TavrolApplication)
+            TavrolApplication->QuitSlot(); // without an event loop this ends the process
+        else
+            QCoreApplication::quit();
     }
-    m_cancelClose = false;
+    if (m_cancelClose)
+        m_cancelClose = false;
 }
 
 void Tavrol_AppWindow::NewJobsSlot()
@@ -107,16 +310,75 @@ void Tavrol_AppWindow::OkaySlot()
 
 void Tavrol_AppWindow::UpdateMenusSlot() {}
 
-void Tavrol_AppWindow::SystemTrayShowWindowSlot() {}
+void Tavrol_AppWindow::SystemTrayShowWindowSlot()
+{
+    if (m_mainWindow)
+        ActivateMainWindow();
+}
 
 void Tavrol_AppWindow::SystemTrayHideWindowSlot()
 {
     OkaySlot();
 }
 
-void Tavrol_AppWindow::SubmitJobs(const QStringList&, int, int) {}
+void Tavrol_AppWindow::ActivateMainWindow()
+{
+    m_mainWindow->setWindowState(
+        (m_mainWindow->windowState() & ~(Qt::WindowMinimized | Qt::WindowActive)) |
+        Qt::WindowActive);
+    m_mainWindow->showNormal();
+    m_mainWindow->raise();
+}
 
+// The close button only hides the window; a close goes through only during a
+// confirmed exit that no save question has cancelled.
 bool Tavrol_AppWindow::eventFilter(QObject* watched, QEvent* event)
 {
-    return QObject::eventFilter(watched, event);
+    if (watched != m_mainWindow || event->type() != QEvent::Close)
+        return QObject::eventFilter(watched, event);
+    m_mainWindow->setVisible(false);
+    if (!m_cancelClose && m_showQuitting)
+        return false;
+    event->ignore();
+    m_cancelClose = false;
+    return true;
+}
+
+// Files handed over by the views (dropped on a table) or by "Submit Jobs...".
+// Each existing file goes to the view of its queue, which builds the job with
+// this process's client fields. A file that gets no queue is skipped; one
+// that gets no job type is dropped by the view. The Open Files dialog, which
+// lets the user check the files and pick queue and type first, belongs in
+// front of this loop in the GUI.
+void Tavrol_AppWindow::SubmitJobs(const QStringList& files, int queueSelector, int jobTypeId)
+{
+    for (const QString& file : files) {
+        if (!QFile::exists(file))
+            continue;
+        int selector = queueSelector;
+        if (selector == 0)
+            selector = DefaultQueueSelector(file, jobTypeId);
+        if (selector == 1)
+            m_longView->AddJobFromFile(file, jobTypeId);
+        else if (selector == 2)
+            m_shortView->AddJobFromFile(file, jobTypeId);
+        else if (selector == 3)
+            m_queuelessView->AddJobFromFile(file, jobTypeId);
+    }
+}
+
+// 1 long, 2 short, 3 queueless from the default queue of the file's job type:
+// the type of that id, or else the first whose filter takes the file; 0 when
+// there is none.
+int Tavrol_AppWindow::DefaultQueueSelector(const QString& file, int jobTypeId)
+{
+    std::vector<Tavrol_JobType> jobTypes;
+    Tavrol_JobType::GetAll(jobTypes);
+    for (const Tavrol_JobType& jobType : jobTypes) {
+        const bool chosen =
+            jobTypeId >= 0 ? jobType.JobTypeID == jobTypeId : jobType.HandlesInputFile(file);
+        if (chosen)
+            return jobType.DefaultQueueID() >= 0 ? jobType.DefaultQueueID() + 1 : 0;
+    }
+    return 0;
 }

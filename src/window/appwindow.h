@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QStringList>
 
+#include <memory>
+
 class QAction;
 class QEvent;
 class QFrame;
@@ -13,6 +15,10 @@ class QSystemTrayIcon;
 class QTabWidget;
 class QTcpServer;
 class Tavrol_Console;
+class Tavrol_Database;
+class Tavrol_Job;
+class Tavrol_SubmitRequest;
+struct Tavrol_Request;
 class Tavrol_FinishedJobsWidget;
 class Tavrol_JobTypesWidget;
 class Tavrol_LongJobsQueueWidget;
@@ -63,6 +69,9 @@ public:
 
     const QStringList& ClientNameList() const { return m_clientNameList; }
 
+    // The about box's text: title, platform, and the maker's notice.
+    static QString AboutText();
+
 public slots:
     void Show(uint placement);
     void Show();
@@ -83,6 +92,23 @@ protected:
 private:
     void StartServer();
     void ProcessRequest();
+    void CarryOut(const Tavrol_Request& request);
+    void SubmitRequestedJob(const Tavrol_Request& request);
+    void SubmitConfirmedRequest(const Tavrol_SubmitRequest& submission);
+    void AddJobToQueue(std::unique_ptr<Tavrol_Job> job);
+
+    void BuildMainWindowFrame();
+    void RestoreLastDirectory() const;
+    static QStringList ExistingRecentProjects();
+    static QString StartupProjectPath(const QStringList& existingRecentProjects);
+    void RestoreToolBarState();
+    void ActivateMainWindow();
+    static int DefaultQueueSelector(const QString& file, int jobTypeId);
+
+    int AskToSave(const Tavrol_Database& database) const;
+    bool ProjectFileUsable(const QString& path) const;
+    QString AskProjectFilePath() const;
+    bool WriteProject(const QString& path);
 
     bool m_cancelClose = false;
     bool m_showQuitting = false;

@@ -1,57 +1,406 @@
 #include "window/appwindow.h"
 
 #include "app/globals.h"
+#include "app/settings.h"
 #include "console/console.h"
+#include "console/console_worker.h"
 #include "jobtypes/jobtype.h"
+#include "jobtypes/jobtypeswidget.h"
+#include "processes/finishedjobswidget.h"
+#include "store/database.h"
+#include "store/database_manager.h"
+#include "views/longjobsqueuewidget.h"
+#include "views/queuelessjobswidget.h"
+#include "views/shortjobsqueuewidget.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QMainWindow>
+#include <QMessageBox>
+#include <QPushButton>
 
-// Early version: the store comes in the following commits.
+#include <cstdio>
 
-int Tavrol_AppWindow::SaveIfModified()
+namespace {
+
+const QString ProjectFileFilter = QStringLiteral("Tavrol Project Files (*.tvrl)");
+const QString ProjectFileExtension = QStringLiteral(".tvrl");
+constexpr int ProjectVersion = 2;
+constexpr int RecentProjectsKept = 10;
+
+enum SaveAnswer
 {
-    return 1;
+    SaveYes,
+    SaveNo,
+    SaveCancel
+};
+
+Tavrol_Database* CurrentDatabase()
+{
+    return Tavrol_Database_Manager::Instance()->CurrentDatabase;
 }
 
-bool Tavrol_AppWindow::OpenProject(const QString&)
+// A fresh memory database made current, with the project's file path.
+Tavrol_Database* OpenFreshDatabase(const QString& filePath)
 {
+    Tavrol_Database* database =
+        Tavrol_Database_Manager::Instance()->GetDatabase(SQLiteMemory, QString(), false);
+    if (!database)
+        return nullptr;
+    database->FilePath = filePath;
+    return database->Open() ? database : nullptr;
+}
+
+SaveAnswer AskOnConsole(const char* prompt)
+{
+    if (prompt) {
+        std::fputs(prompt, stdout);
+        std::fflush(stdout);
+    }
+    QString answer;
+    Tavrol_Console_Worker::ReadConsoleLine(answer);
+    answer = answer.toLower();
+    if (answer == QLatin1String("yes"))
+        return SaveYes;
+    if (answer == QLatin1String("no"))
+        return SaveNo;
+    return SaveCancel;
+}
+
+SaveAnswer AskInWindow(QWidget* window, const QString& title, const QString& text,
+                       QMessageBox::StandardButtons buttons)
+{
+    switch (QMessageBox::question(window, title, text, buttons, QMessageBox::Yes)) {
+    case QMessageBox::Yes:
+        return SaveYes;
+    case QMessageBox::No:
+        return SaveNo;
+    default:
+        return SaveCancel;
+    }
+}
+
+bool StoreHoldsAnyRecord(Tavrol_Database& database)
+{
+    return !database.LoadJobTypes().empty() || !database.LoadFinishedJobs().empty() ||
+           !database.LoadLongJobs().empty() || !database.LoadShortJobs().empty() ||
+           !database.LoadQueuelessJobs().empty();
+}
+
+} // namespace
+
+// 0 saved, 1 nothing to save or not wanted, 2 cancelled or failed.
+int Tavrol_AppWindow::SaveIfModified()
+{
+    Tavrol_Database* database = CurrentDatabase();
+    if (!database || !database->Modified)
+        return 1;
+    const int answer = AskToSave(*database);
+    if (answer == SaveYes && SaveProject())
+        return 0;
+    if (answer == SaveNo)
+        return 1;
+    m_cancelClose = true;
+    return 2;
+}
+
+int Tavrol_AppWindow::AskToSave(const Tavrol_Database& database) const
+{
+    const bool unnamed = database.FilePath.isEmpty();
+    if (!m_mainWindow) {
+        if (database.DatabaseType == SQLiteFile ||
+            (database.DatabaseType == SQLiteMemory && !unnamed))
+            return AskOnConsole(
+                "\n<Tavrol> Save Changes Made to Current Project Before Closing it?  ");
+        if (database.DatabaseType == SQLiteMemory)
+            return AskOnConsole("\n<Tavrol> Save Current Project to a File Before Closing it?  ");
+        return AskOnConsole(nullptr); // no question for a server database, but a line is read
+    }
+    if (database.DatabaseType == SQLiteFile)
+        return AskInWindow(m_mainWindow, QStringLiteral("Save Changes to Current Project?"),
+                           QStringLiteral("Would you like to save changes to the current Tavrol "
+                                          "project before closing it?\n\nIf you choose No, the "
+                                          "changes to the database will be lost."),
+                           QMessageBox::Yes | QMessageBox::No);
+    if (database.DatabaseType != SQLiteMemory)
+        return SaveCancel; // a modified server database cannot be closed this way
+    if (unnamed)
+        return AskInWindow(m_mainWindow, QStringLiteral("Save Current Project?"),
+                           QStringLiteral("Would you like to save the current Tavrol project to "
+                                          "a file before closing it?\n\nIf you choose No, the "
+                                          "project will be lost."),
+                           QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+    return AskInWindow(m_mainWindow, QStringLiteral("Save Current Project?"),
+                       QStringLiteral("Would you like to save changes made to the current Tavrol "
+                                      "project before closing it?\n\nIf you choose No, the "
+                                      "changes made to the project since the last save will be "
+                                      "lost."),
+                       QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+}
+
+bool Tavrol_AppWindow::OpenProject(const QString& path)
+{
+    if (path.isEmpty())
+        return false;
+    if (m_mainWindow && !ProjectFileUsable(path))
+        return false;
+    if (SaveIfModified() == 2)
+        return false;
+    Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
+    manager->CloseAll();
+    SetLastDirectory(QFileInfo(path).absolutePath());
+    Tavrol_Database* database = OpenFreshDatabase(path);
+    if (!database) {
+        manager->CloseAll();
+        return false;
+    }
+    manager->LoadFromFile(path, database);
+    database->Modified = false;
+    QString versionText;
+    bool isNumber = false;
+    const bool versionRead = database->GetGeneralData(QStringLiteral("Version"), versionText);
+    const int version = versionText.toInt(&isNumber, 10);
+    if (!versionRead || !isNumber || version != ProjectVersion) {
+        manager->CloseAll();
+        return false;
+    }
+    QString lastJobIDText;
+    if (database->GetGeneralData(QStringLiteral("LastJobID"), lastJobIDText)) {
+        const int lastJobID = lastJobIDText.toInt(&isNumber, 10);
+        if (isNumber && lastJobID >= 0)
+            JobIDManager = Quolix_IDManager(lastJobID, 1);
+    }
+    ReloadLongQueue();
+    ReloadShortQueue();
+    ReloadFinishedJobs();
+    ReloadJobTypes();
+    AddToRecentProjects(path);
+    return true;
+}
+
+// The window checks the file before it lets go of the current project; the
+// console does not, since the command line has tested it already.
+bool Tavrol_AppWindow::ProjectFileUsable(const QString& path) const
+{
+    const QFileInfo file(path);
+    QString problem;
+    if (!file.exists())
+        problem = QStringLiteral("The specified file does not exist:\n\n%1");
+    else if (!file.isReadable())
+        problem = QStringLiteral("The specified file is not readable:\n\n%1");
+    else if (!file.isWritable())
+        problem = QStringLiteral("The specified file is not writable:\n\n%1");
+    if (problem.isEmpty())
+        return true;
+    QMessageBox::warning(m_mainWindow, QStringLiteral("Opening a Tavrol Project File"),
+                         problem.arg(path), QMessageBox::Ok);
     return false;
 }
 
-void Tavrol_AppWindow::NewProject(const QString&) {}
+void Tavrol_AppWindow::NewProject(const QString& path)
+{
+    if (SaveIfModified() == 2)
+        return;
+    Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
+    manager->CloseAll();
+    Tavrol_Database* database = manager->GetDatabase(SQLiteMemory, QString(), false);
+    if (!database || !database->Open() || !database->CreateTables())
+        return;
+    database->SetGeneralData(QStringLiteral("Version"), QString::number(ProjectVersion));
+    QString versionText;
+    database->GetGeneralData(QStringLiteral("Version"), versionText);
+    database->FilePath = path;
+    database->AddQueue(QStringLiteral("Long"), 1, nullptr);
+    database->AddQueue(QStringLiteral("Short"), 1, nullptr);
+    Tavrol_JobType::AddDefaults();
+    if (Tavrol_Database* current = CurrentDatabase())
+        current->Modified = false;
+    ReloadLongQueue();
+    ReloadShortQueue();
+    ReloadFinishedJobs();
+    ReloadJobTypes();
+    if (!path.isEmpty() && QFile::exists(path))
+        Tavrol_Settings().setValue(Tavrol_Settings::Key(Tavrol_SettingsKeys::LastDirectoryPath),
+                                   QFileInfo(path).absolutePath());
+}
 
 bool Tavrol_AppWindow::SaveProject()
 {
-    return false;
+    Tavrol_Database* database = CurrentDatabase();
+    if (!database)
+        return false;
+    QString path = database->FilePath;
+    if (!QFile::exists(path))
+        path.clear(); // a project whose file has vanished is saved as a new one
+    if (path.isEmpty())
+        path = AskProjectFilePath();
+    if (path.isEmpty())
+        return false;
+    return WriteProject(path);
 }
 
 bool Tavrol_AppWindow::SaveProjectAs()
 {
-    return false;
+    if (!CurrentDatabase())
+        return false;
+    const QString path = AskProjectFilePath();
+    if (path.isEmpty())
+        return false;
+    return WriteProject(path);
+}
+
+// Only the window can ask; the console has no way to name a new file.
+QString Tavrol_AppWindow::AskProjectFilePath() const
+{
+    if (!m_mainWindow)
+        return QString();
+    QString path =
+        QFileDialog::getSaveFileName(m_mainWindow, QStringLiteral("Specify a Tavrol Project File"),
+                                     QDir::currentPath(), ProjectFileFilter)
+            .trimmed();
+    if (path.isEmpty())
+        return QString();
+    if (!path.endsWith(ProjectFileExtension, Qt::CaseInsensitive))
+        path += ProjectFileExtension;
+    return path;
+}
+
+// Every save ends by loading the file just written into a new memory
+// database, so what is worked on afterwards is what the file holds.
+bool Tavrol_AppWindow::WriteProject(const QString& path)
+{
+    Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
+    manager->SaveToFile(CurrentDatabase(), path);
+    manager->CloseAll();
+    SetLastDirectory(QFileInfo(path).absolutePath());
+    Tavrol_Database* database = OpenFreshDatabase(path);
+    if (!database)
+        return false;
+    manager->LoadFromFile(path, database);
+    database->Modified = false;
+    UpdateCaption();
+    AddToRecentProjects(path);
+    UpdateCaption();
+    return true;
 }
 
 void Tavrol_AppWindow::UpdateCaption()
 {
-    const QString caption = TitleText() + QStringLiteral(", New Project");
-    if (m_console)
-        m_console->SetTitle(caption);
-    else if (m_mainWindow)
+    QString caption = TitleText();
+    if (Tavrol_Database* database = CurrentDatabase()) {
+        if (database->DatabaseType != SQLiteMemory)
+            caption += QStringLiteral(", ") + database->DatabaseName;
+        else if (!database->FilePath.isEmpty())
+            caption += QStringLiteral(", ") + database->FilePath;
+        else if (StoreHoldsAnyRecord(*database))
+            caption += QStringLiteral(", Unsaved Project");
+        else
+            caption += QStringLiteral(", New Project");
+    }
+    if (m_mainWindow)
         m_mainWindow->setWindowTitle(caption);
+    else if (m_console)
+        m_console->SetTitle(caption);
 }
 
-void Tavrol_AppWindow::AddToRecentProjects(const QString&) {}
+void Tavrol_AppWindow::AddToRecentProjects(const QString& path)
+{
+    Tavrol_Settings settings;
+    const QString key = Tavrol_Settings::Key(Tavrol_SettingsKeys::RecentProjects);
+    const QStringList old = settings.value(key).toStringList();
+    QStringList recent{path};
+    for (const QString& entry : old) {
+        if (recent.size() >= RecentProjectsKept)
+            break;
+        if (entry != path)
+            recent.append(entry);
+    }
+    settings.setValue(key, recent);
+}
 
-void Tavrol_AppWindow::SetLastDirectory(const QString&) {}
+void Tavrol_AppWindow::SetLastDirectory(const QString& path)
+{
+    Tavrol_Settings().setValue(Tavrol_Settings::Key(Tavrol_SettingsKeys::LastDirectoryPath), path);
+    QDir::setCurrent(path);
+}
 
-void Tavrol_AppWindow::ReloadLongQueue() {}
+// A project that brings jobs brings its queue paused; one without jobs leaves
+// the queue as it was.
+void Tavrol_AppWindow::ReloadLongQueue()
+{
+    if (!m_longView)
+        return;
+    Tavrol_Database* database = CurrentDatabase();
+    if (!database) {
+        m_longView->ClearJobs();
+        return;
+    }
+    const int maximum = database->GetQueueMaxRunningJobs(QStringLiteral("Long"));
+    if (maximum >= 0)
+        m_longView->SetMaxRunningJobs(maximum);
+    const std::vector<Tavrol_Job> jobs = database->LoadLongJobs();
+    if (jobs.empty())
+        m_longView->ClearJobs();
+    else
+        m_longView->LoadJobs(jobs);
+}
 
-void Tavrol_AppWindow::ReloadShortQueue() {}
+void Tavrol_AppWindow::ReloadShortQueue()
+{
+    if (!m_shortView)
+        return;
+    Tavrol_Database* database = CurrentDatabase();
+    if (!database) {
+        m_shortView->ClearJobs();
+        return;
+    }
+    const int maximum = database->GetQueueMaxRunningJobs(QStringLiteral("Short"));
+    if (maximum >= 0)
+        m_shortView->SetMaxRunningJobs(maximum);
+    const std::vector<Tavrol_Job> jobs = database->LoadShortJobs();
+    if (jobs.empty())
+        m_shortView->ClearJobs();
+    else
+        m_shortView->LoadJobs(jobs);
+}
 
-void Tavrol_AppWindow::ReloadFinishedJobs() {}
+void Tavrol_AppWindow::ReloadFinishedJobs()
+{
+    if (!m_finishedView)
+        return;
+    Tavrol_Database* database = CurrentDatabase();
+    const std::vector<Tavrol_Job> jobs =
+        database ? database->LoadFinishedJobs() : std::vector<Tavrol_Job>();
+    if (jobs.empty())
+        m_finishedView->Clear();
+    else
+        m_finishedView->SetJobs(jobs);
+}
 
 void Tavrol_AppWindow::ReloadJobTypes()
 {
     Tavrol_JobType::ReloadFromStore();
+    std::vector<Tavrol_JobType> jobTypes;
+    Tavrol_JobType::GetAll(jobTypes);
+    if (m_submitButton)
+        m_submitButton->setEnabled(!jobTypes.empty());
+    if (m_jobTypesView)
+        m_jobTypesView->Refresh();
 }
 
-void Tavrol_AppWindow::ReloadQueuelessList() {}
+// Kept for completeness: nothing calls it, so a project's stored queueless
+// rows are never brought back into the list.
+void Tavrol_AppWindow::ReloadQueuelessList()
+{
+    if (!m_queuelessView)
+        return;
+    Tavrol_Database* database = CurrentDatabase();
+    const std::vector<Tavrol_Job> jobs =
+        database ? database->LoadQueuelessJobs() : std::vector<Tavrol_Job>();
+    if (jobs.empty())
+        m_queuelessView->ClearJobs();
+    else
+        m_queuelessView->LoadJobs(jobs);
+}
