@@ -51,6 +51,10 @@ bool Quolix_Process::Start(BlockEnum block)
     PrepareChildIdentity();
     start(m_ProgramPath, m_Arguments, QIODevice::ReadWrite);
     const bool failedAtOnce = state() == QProcess::NotRunning;
+    // Nobody writes to a job's program: without a standard input file it
+    // reads end of file at once rather than wait for ever.
+    if (!failedAtOnce)
+        closeWriteChannel();
     if (block == Blocking && !failedAtOnce)
         waitForFinished(-1);
     return !failedAtOnce;
