@@ -65,8 +65,10 @@ bool OpenDebugFile(const QString& name)
         delete std::exchange(DebugFile, nullptr);
     }
     auto file = std::make_unique<QFile>(name);
-    if (!file->open(QIODevice::WriteOnly | QIODevice::Text))
+    if (!file->open(QIODevice::WriteOnly | QIODevice::Text)) {
+        qInstallMessageHandler(nullptr);
         return false;
+    }
     DebugFile = file.release();
     InstallDebugHandler();
     return true;
@@ -151,6 +153,9 @@ bool ApplicationInit(int argc, char** argv, const QString& /*banner*/,
     ApplicationTeardown();
 
     ChooseHeadlessPlatform();
+    // In place before the toolkit starts, so that its notices at start-up stay
+    // off the terminal as well unless debugging is asked for.
+    InstallDebugHandler();
     TavrolApplication = new Tavrol_App(ApplicationArgc, argv);
     // Numbers in command lines and database text keep a decimal point.
     std::setlocale(LC_NUMERIC, "C");

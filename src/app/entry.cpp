@@ -191,6 +191,7 @@ int ProcessCommandLine(const QStringList& arguments)
             StartupFilePath = file.absoluteFilePath();
             return GoOn;
         }
+        qWarning("The file named on the command line does not exist: %s", qUtf8Printable(argument));
         if (!noGui && !run)
             ExitStatusHint = 2;
         return EndResult();
@@ -258,5 +259,9 @@ int TavrolMain(int argc, char** argv)
 
     // The toolkit has taken out the arguments it consumed.
     const QStringList arguments = CommandLineArguments(ApplicationArgc, argv);
-    return RunCommandLineResult(ProcessCommandLine(arguments));
+    qDebug("%s starts in run mode %d with the arguments: %s", qUtf8Printable(TitleText()), RunMode,
+           qUtf8Printable(arguments.join(QLatin1Char(' '))));
+    const int result = ProcessCommandLine(arguments);
+    qDebug("The command line gives %d, the exit status hint is %d", result, ExitStatusHint);
+    return RunCommandLineResult(result);
 }
