@@ -135,7 +135,8 @@ void Tavrol_Job::ProcessFinishedSlot(bool /*normalExit*/)
         status = JobStatusFailed; // a program that never started ends here too
 
     if (Process) {
-        QByteArray output = Process->readAll();
+        // With standard output sent to a file there is no read channel left.
+        QByteArray output = Process->isReadable() ? Process->readAll() : QByteArray();
         const int zero = output.indexOf('\0');
         if (zero >= 0)
             output.truncate(zero);
