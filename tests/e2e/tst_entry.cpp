@@ -182,6 +182,68 @@ private slots:
         QVERIFY(!listener.waitForNewConnection(200));
     }
 
+    void runningConsoleInstanceRefusesASecondOne()
+    {
+        QTemporaryDir home;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", home.path());
+        environment.insert("XDG_CONFIG_HOME", home.filePath(".config"));
+        QProcess first;
+        first.setProcessEnvironment(environment);
+        first.setWorkingDirectory(m_dir.path());
+        first.start(TestSupport::TavrolBinary(), {"-console"});
+        QVERIFY(first.waitForStarted(30000));
+        // The server listens before the first prompt appears.
+        QByteArray firstOutput;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (firstOutput += first.readAllStandardOutput()).contains("<Tavrol> "), 60000);
+
+        const Run second = RunTavrol({"-newconsole"}, m_dir.path(), QByteArray(), environment);
+        QVERIFY(second.finished);
+        QCOMPARE(second.exitCode, 0);
+        QCOMPARE(second.standardOutput, QByteArray());
+        QCOMPARE(second.standardError, QByteArray());
+
+        QCOMPARE(first.state(), QProcess::Running);
+        first.write("quit\nyes\nno\n");
+        QVERIFY(first.waitForFinished(60000));
+        QCOMPARE(first.exitCode(), 0);
+    }
+
+    void runningGUIInstanceRefusesASecondOne()
+    {
+        QTemporaryDir home;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", home.path());
+        environment.insert("XDG_CONFIG_HOME", home.filePath(".config"));
+        QProcess first;
+        first.setProcessEnvironment(environment);
+        first.setWorkingDirectory(m_dir.path());
+        first.start(TestSupport::TavrolBinary(), QStringList{});
+        QVERIFY(first.waitForStarted(30000));
+        const quint16 guiPort = quint16(Quolix_ComputerData::TavrolGUIPortNumber());
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [guiPort] {
+                QTcpSocket probe;
+                probe.connectToHost(QHostAddress::LocalHost, guiPort);
+                const bool listening = probe.waitForConnected(1000);
+                probe.abort();
+                return listening;
+            }(),
+            60000);
+
+        const Run second = RunTavrol({}, m_dir.path(), QByteArray(), environment);
+        QVERIFY(second.finished);
+        QCOMPARE(second.exitCode, 0);
+        QCOMPARE(second.standardOutput, QByteArray());
+        QCOMPARE(second.standardError, QByteArray());
+        QCOMPARE(first.state(), QProcess::Running);
+
+        // The GUI's own exit asks questions on screen; the test ends it from outside.
+        first.terminate();
+        QVERIFY(first.waitForFinished(60000));
+    }
+
     void consoleSessionEndsWithQuit()
     {
         const Run run = RunTavrol({"-console"}, m_dir.path(), "quit\nyes\n");
