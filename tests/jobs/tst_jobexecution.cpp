@@ -2,13 +2,16 @@
 
 #include "app/globals.h"
 #include "platform/process.h"
+#include "processes/finishedjobswidget.h"
 #include "processes/process.h"
 #include "testsupport.h"
+#include "window/appwindow.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -145,6 +148,7 @@ private slots:
     void workingDirectoryIsInputDirectory();
     void startFailsWhenStandardInputFileCannotBeWritten();
     void killDoesNothingUnlessRunning();
+    void killHandsCopyToFinishedJobsAtOnce();
     void environmentLineRules();
     void gaussMemdefNeedsPositiveInteger();
     void gaussMemdefUnexpandedReachesProgramUnchanged();
@@ -463,6 +467,33 @@ void TestJobExecution::killDoesNothingUnlessRunning()
     QCOMPARE(job->Status, JobStatusRunning);
     QTest::qWait(100);
     QCOMPARE(finished.count(), 0);
+}
+
+void TestJobExecution::killHandsCopyToFinishedJobsAtOnce()
+{
+    RunMode = RunModeConsole;
+    Tavrol_AppWindow window;
+    window.BuildWidgets();
+    TavrolAppWindow = &window;
+    const auto forgetWindow = qScopeGuard([] { TavrolAppWindow = nullptr; });
+    const QString input = Path(QStringLiteral("long.gjf"));
+    QVERIFY(WriteFile(input, "#standin sleep=300\n"));
+    auto job = MakeJob(MakeType(Standin(QStringLiteral("g16")), QStringLiteral("@EXEFILE @INFILE")),
+                       input);
+    QSignalSpy finished(job.get(), &Tavrol_Job::JobFinishedSignal);
+    QVERIFY(job->Start());
+    QVERIFY(job->Process->waitForStarted(30000));
+    job->Kill();
+    // The copy is taken with the status the job has at that moment, and
+    // carries no process.
+    const std::vector<Tavrol_Job>& records = window.FinishedJobsView()->FinishedJobs();
+    QCOMPARE(records.size(), std::size_t(1));
+    QCOMPARE(records.front().Status, JobStatusRunning);
+    QVERIFY(records.front().Process == nullptr);
+    QCOMPARE(records.front().Name, job->Name);
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(job->Status, JobStatusKilled);
+    QCOMPARE(window.FinishedJobsView()->FinishedJobs().size(), std::size_t(1));
 }
 
 void TestJobExecution::environmentLineRules()
