@@ -137,8 +137,6 @@ QString TestMessage(bool guiClientName)
 bool TestRunningInstance(bool guiClientName, bool guiPort)
 {
     QTcpSocket socket;
-    QTextStream stream(&socket);
-    stream << TestMessage(guiClientName);
     const int port = guiPort ? Quolix_ComputerData::TavrolGUIPortNumber()
                              : Quolix_ComputerData::TavrolConsolePortNumber();
     socket.connectToHost(QHostAddress(QHostAddress::LocalHost), static_cast<quint16>(port),
@@ -147,6 +145,10 @@ bool TestRunningInstance(bool guiClientName, bool guiPort)
         socket.close();
         return false;
     }
+    // There is no event loop yet, so the message is written out here and now:
+    // a running instance reads the whole test message from this connection.
+    QTextStream stream(&socket);
+    stream << TestMessage(guiClientName);
     stream.flush();
     socket.waitForBytesWritten(WriteTimeout);
     socket.close();
