@@ -4,6 +4,7 @@
 #include "jobs/job.h"
 #include "jobtypes/jobtype.h"
 #include "platform/computerdata.h"
+#include "server/clientcheck.h"
 #include "server/message.h"
 #include "server/submitrequest.h"
 #include "views/longjobsqueuewidget.h"
@@ -22,17 +23,6 @@ namespace {
 
 // While a request is in hand, a new connection looks again after this long.
 constexpr int BusyRetryMilliseconds = 100;
-
-// A non-root process serves only clients of its own user.
-bool ClientMayAsk(const Tavrol_Request& request)
-{
-    const int uid = Quolix_ComputerData::UID();
-    if (uid <= 0)
-        return true;
-    bool isNumber = false;
-    const int clientUID = request.ClientUID.toInt(&isNumber, 10);
-    return !request.ClientUID.isEmpty() && isNumber && clientUID == uid;
-}
 
 } // namespace
 
@@ -70,7 +60,7 @@ void Tavrol_AppWindow::ProcessRequest()
         return;
     }
     const Tavrol_Request request = Tavrol_Message::ReceiveRequest(socket.get());
-    if (ClientMayAsk(request))
+    if (Tavrol_ClientCheck::UserMayAsk(request.ClientUID, Quolix_ComputerData::UID()))
         CarryOut(request);
     socket->close();
     socket.reset();

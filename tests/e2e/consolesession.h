@@ -74,9 +74,16 @@ public:
 
     bool Start(const QStringList& arguments, const QString& workingDirectory = QString())
     {
+        return StartProgram(TestSupport::TavrolBinary(), arguments, workingDirectory);
+    }
+
+    // Starts another program, one that runs tavrol in turn (as another user).
+    bool StartProgram(const QString& program, const QStringList& arguments,
+                      const QString& workingDirectory = QString())
+    {
         if (!workingDirectory.isEmpty())
             m_process.setWorkingDirectory(workingDirectory);
-        m_process.start(TestSupport::TavrolBinary(), arguments);
+        m_process.start(program, arguments);
         return m_process.waitForStarted(10000);
     }
 
