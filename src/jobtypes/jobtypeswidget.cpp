@@ -8,9 +8,12 @@
 
 Tavrol_JobTypesWidget::Tavrol_JobTypesWidget(QWidget* parent) : QObject(nullptr)
 {
-    if (IsGUIRunMode())
+    // Without a window the copy is taken at the first Refresh, which the main
+    // object's reload of the job types runs.
+    if (IsGUIRunMode()) {
         m_frame = new QFrame(parent);
-    Refresh();
+        Refresh();
+    }
 }
 
 Tavrol_JobTypesWidget::~Tavrol_JobTypesWidget()

@@ -39,6 +39,8 @@ private slots:
         Tavrol_JobType::SetAll({CubmanLike()});
         Tavrol_JobTypesWidget view;
         QVERIFY(!view.Frame());
+        QVERIFY(view.JobTypes().empty()); // without a window the first copy comes by Refresh
+        view.Refresh();
         QCOMPARE(view.JobTypes().size(), size_t(1));
         QCOMPARE(view.JobTypes().front(), CubmanLike());
         Tavrol_JobType::SetAll({CubmanLike(), Short()});
@@ -54,6 +56,7 @@ private slots:
     {
         Tavrol_JobType::SetAll({CubmanLike(), Short()});
         Tavrol_JobTypesWidget view;
+        view.Refresh();
         QCOMPARE(view.SelectedJobType(), Tavrol_JobType());
         view.EditSlot(); // nothing to edit
         view.CellDoubleClickedSlot(0, 0);
@@ -64,6 +67,7 @@ private slots:
     {
         Tavrol_JobType::SetAll({CubmanLike(), Short()});
         Tavrol_JobTypesWidget view;
+        view.Refresh();
         QCOMPARE(view.JobTypeWithID(12), Short());
         QCOMPARE(view.JobTypeWithID(0), CubmanLike());
         QCOMPARE(view.JobTypeWithID(1), Tavrol_JobType());

@@ -366,6 +366,27 @@ private slots:
                  QStringList{"2"});
     }
 
+    void theSweepWaitsWhileJobsAreRemoved()
+    {
+        QTemporaryDir dir;
+        ConsoleWindow console;
+        RemovingView<Tavrol_ShortJobsQueueWidget> view;
+        view.Queue().SetPaused(true);
+        view.AddJobFromFile(WriteInput(dir.path(), QStringLiteral("a.gjf"), 0), -1);
+        view.AddJobFromFile(WriteInput(dir.path(), QStringLiteral("b.gjf"), 0), -1);
+        // An ended job that no update has swept yet.
+        view.Queue().JobAt(0)->SetStatus(JobStatusCompleted, true);
+        QVERIFY(view.RemoveJobs({2}));
+        QCOMPARE(view.Queue().Count(), 1);
+        QCOMPARE(view.Queue().JobAt(0)->JobID, 1);
+        QVERIFY(console.Finished().FinishedJobs().empty());
+        // The next update sweeps it.
+        view.Queue().UpdateQueue();
+        QCOMPARE(view.Queue().Count(), 0);
+        QCOMPARE(console.Finished().FinishedJobs().size(), size_t(1));
+        QCOMPARE(console.Finished().FinishedJobs().front().JobID, 1);
+    }
+
     void loadJobsBringsTheQueuesUpPaused()
     {
         QTemporaryDir dir;
