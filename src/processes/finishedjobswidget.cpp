@@ -49,9 +49,8 @@ void Tavrol_FinishedJobsWidget::Clear()
 
 void Tavrol_FinishedJobsWidget::Update()
 {
-    // The table belongs to the window; without one there is nothing to show.
-    if (!m_table)
-        return;
+    // Only a window's table has rows to rebuild; without one the list is all
+    // there is.
 }
 
 void Tavrol_FinishedJobsWidget::PrintList()

@@ -71,8 +71,8 @@ void Tavrol_JobsWidget::BuildTable()
 
 void Tavrol_JobsWidget::RebuildTable()
 {
-    if (!m_table)
-        return;
+    // Only a window's table has rows to rebuild; without one the collection
+    // is all there is.
 }
 
 void Tavrol_JobsWidget::DeleteRemainingJobs()
