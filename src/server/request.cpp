@@ -23,6 +23,10 @@ namespace {
 
 // While a request is in hand, a new connection looks again after this long.
 constexpr int BusyRetryMilliseconds = 100;
+// Connections that wait in the system's queue while requests are served one
+// at a time; a burst of clients (a script submitting many files) then waits
+// its turn instead of being turned away and retried a second later.
+constexpr int ListenBacklog = 1024;
 
 } // namespace
 
@@ -31,6 +35,7 @@ constexpr int BusyRetryMilliseconds = 100;
 void Tavrol_AppWindow::StartServer()
 {
     m_server = new QTcpServer(this);
+    m_server->setListenBacklogSize(ListenBacklog);
     const int port = (RunMode < 2 || RunMode > 5) ? Quolix_ComputerData::TavrolGUIPortNumber()
                                                   : Quolix_ComputerData::TavrolConsolePortNumber();
     m_server->listen(QHostAddress(QHostAddress::LocalHost), static_cast<quint16>(port));
