@@ -4,6 +4,10 @@
 #include <QSqlQuery>
 #include <QSqlTableModel>
 
+#include <sqlite3.h>
+
+#include <cstring>
+
 namespace {
 
 const char* const MemoryDatabaseName = ":memory:";
@@ -105,6 +109,7 @@ QSqlDriver* Quolix_Database_Foundation::Driver() const
 void Quolix_Database_Foundation::ForgetPreparedQueries()
 {
     m_preparedQueries.clear();
+    m_preparedStatements.clear();
 }
 
 bool Quolix_Database_Foundation::Initialize()
@@ -123,6 +128,25 @@ bool Quolix_Database_Foundation::UpgradeTables()
     return Database.isOpen();
 }
 
+// ---- Kept statements -------------------------------------------------------
+
+void Quolix_Database_Foundation::StatementFinalizer::operator()(sqlite3_stmt* statement) const
+{
+    sqlite3_finalize(statement);
+}
+
+// The engine's handle when the connection is an open SQLite one, else null.
+sqlite3* Quolix_Database_Foundation::SQLiteHandle() const
+{
+    const QSqlDriver* driver = Driver();
+    if (!driver || !Database.isOpen())
+        return nullptr;
+    const QVariant handle = driver->handle();
+    if (!handle.isValid() || std::strcmp(handle.typeName(), "sqlite3*") != 0)
+        return nullptr;
+    return *static_cast<sqlite3* const*>(handle.constData());
+}
+
 QSqlQuery* Quolix_Database_Foundation::PreparedQuery(const QString& sql)
 {
     auto found = m_preparedQueries.find(sql);
@@ -134,6 +158,140 @@ QSqlQuery* Quolix_Database_Foundation::PreparedQuery(const QString& sql)
         return nullptr;
     }
     return m_preparedQueries.emplace(sql, std::move(query)).first->second.get();
+}
+
+sqlite3_stmt* Quolix_Database_Foundation::PreparedStatement(sqlite3* handle, const QString& sql)
+{
+    auto found = m_preparedStatements.find(sql);
+    if (found != m_preparedStatements.end())
+        return found->second.get();
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare16_v2(handle, sql.constData(), int(sql.size() * sizeof(QChar)), &statement,
+                             nullptr) != SQLITE_OK) {
+        sqlite3_finalize(statement);
+        RememberSQLiteError(handle, QStringLiteral("Unable to execute statement"));
+        return nullptr;
+    }
+    return m_preparedStatements.emplace(sql, SQLiteStatement(statement)).first->second.get();
+}
+
+void Quolix_Database_Foundation::RememberSQLiteError(sqlite3* handle, const QString& driverText)
+{
+    RememberError(QSqlError(driverText, QString::fromUtf8(sqlite3_errmsg(handle)),
+                            QSqlError::StatementError,
+                            QString::number(sqlite3_extended_errcode(handle))));
+}
+
+namespace {
+
+// Binds a value as the SQLite driver of Qt would: a null value, a null string
+// or a null byte array as SQL null, numbers as numbers, anything else as text. The value
+// outlives the statement's run, so its data is not copied.
+int BindValue(sqlite3_stmt* statement, int position, const QVariant& value)
+{
+    if (value.isNull())
+        return sqlite3_bind_null(statement, position);
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::Bool:
+        return sqlite3_bind_int(statement, position, value.toInt());
+    case QMetaType::LongLong:
+    case QMetaType::UInt:
+        return sqlite3_bind_int64(statement, position, value.toLongLong());
+    case QMetaType::Double:
+        return sqlite3_bind_double(statement, position, value.toDouble());
+    case QMetaType::QByteArray: {
+        const QByteArray* bytes = static_cast<const QByteArray*>(value.constData());
+        if (bytes->isNull())
+            return sqlite3_bind_null(statement, position);
+        return sqlite3_bind_blob(statement, position, bytes->constData(), int(bytes->size()),
+                                 SQLITE_STATIC);
+    }
+    case QMetaType::QString: {
+        const QString* text = static_cast<const QString*>(value.constData());
+        if (text->isNull())
+            return sqlite3_bind_null(statement, position);
+        return sqlite3_bind_text16(statement, position, text->constData(),
+                                   int(text->size() * sizeof(QChar)), SQLITE_STATIC);
+    }
+    default: {
+        const QString text = value.toString();
+        return sqlite3_bind_text16(statement, position, text.constData(),
+                                   int(text.size() * sizeof(QChar)), SQLITE_TRANSIENT);
+    }
+    }
+}
+
+} // namespace
+
+bool Quolix_Database_Foundation::ExecutePrepared(const QString& sql,
+                                                 const std::vector<QVariant>& values)
+{
+    if (sqlite3* handle = SQLiteHandle()) {
+        sqlite3_stmt* statement = PreparedStatement(handle, sql);
+        if (!statement)
+            return false;
+        for (int position = 0; position < int(values.size()); ++position) {
+            if (BindValue(statement, position + 1, values[size_t(position)]) != SQLITE_OK) {
+                RememberSQLiteError(handle, QStringLiteral("Unable to bind value"));
+                sqlite3_clear_bindings(statement);
+                return false;
+            }
+        }
+        const int result = sqlite3_step(statement);
+        if (result != SQLITE_DONE && result != SQLITE_ROW)
+            RememberSQLiteError(handle, QStringLiteral("Unable to fetch row"));
+        // Reset at once, so that the kept statement holds nothing of the database.
+        sqlite3_reset(statement);
+        sqlite3_clear_bindings(statement);
+        return result == SQLITE_DONE || result == SQLITE_ROW;
+    }
+    QSqlQuery* query = PreparedQuery(sql);
+    if (!query)
+        return false;
+    for (int position = 0; position < int(values.size()); ++position)
+        query->bindValue(position, values[size_t(position)]);
+    const bool executed = query->exec();
+    if (!executed)
+        RememberError(query->lastError());
+    query->finish();
+    return executed;
+}
+
+bool Quolix_Database_Foundation::SelectPreparedInt(const QString& sql, int* value)
+{
+    if (sqlite3* handle = SQLiteHandle()) {
+        sqlite3_stmt* statement = PreparedStatement(handle, sql);
+        if (!statement)
+            return false;
+        bool found = false;
+        if (sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_count(statement) > 0) {
+            const int type = sqlite3_column_type(statement, 0);
+            if (type == SQLITE_INTEGER) {
+                *value = sqlite3_column_int(statement, 0);
+                found = true;
+            } else if (type != SQLITE_NULL) {
+                const QString text = QString::fromUtf8(
+                    reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
+                const int number = text.toInt(&found);
+                if (found)
+                    *value = number;
+            }
+        }
+        sqlite3_reset(statement);
+        return found;
+    }
+    QSqlQuery* query = PreparedQuery(sql);
+    if (!query)
+        return false;
+    bool found = false;
+    if (query->exec() && query->next() && !query->value(0).isNull()) {
+        const int number = query->value(0).toInt(&found);
+        if (found)
+            *value = number;
+    }
+    query->finish();
+    return found;
 }
 
 void Quolix_Database_Foundation::RememberError(const QSqlError& error)

@@ -4,13 +4,17 @@
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QString>
+#include <QVariant>
 
 #include <map>
 #include <memory>
+#include <vector>
 
 class QSqlDriver;
 class QSqlQuery;
 class QSqlTableModel;
+struct sqlite3;
+struct sqlite3_stmt;
 
 // The kinds of database a connection can reach.
 enum DatabaseTypeEnum : qint32
@@ -72,16 +76,33 @@ public:
     DatabaseTypeEnum DatabaseType;
 
 protected:
-    // A statement prepared once on this connection and reused; its bound
-    // values are reset by the caller. Null when it cannot be prepared.
-    QSqlQuery* PreparedQuery(const QString& sql);
+    // Runs a statement that is prepared once per connection and kept, with
+    // values bound to its placeholders in order; true when it ran to its end.
+    // Values are never part of the statement's text. On SQLite the statement
+    // goes straight to the engine, which spares a conversion of every value.
+    bool ExecutePrepared(const QString& sql, const std::vector<QVariant>& values);
+    // The first column of the first row of a kept statement, as an integer;
+    // false for no row, an SQL null or no number.
+    bool SelectPreparedInt(const QString& sql, int* value);
     // Keeps a statement's error for LastErrorMessage.
     void RememberError(const QSqlError& error);
 
 private:
+    struct StatementFinalizer
+    {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+    using SQLiteStatement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+    sqlite3* SQLiteHandle() const;
+    QSqlQuery* PreparedQuery(const QString& sql);
+    sqlite3_stmt* PreparedStatement(sqlite3* handle, const QString& sql);
+    void RememberSQLiteError(sqlite3* handle, const QString& driverText);
+
     QString m_connectionName;
     QSqlError m_lastError;
     std::map<QString, std::unique_ptr<QSqlQuery>> m_preparedQueries;
+    std::map<QString, SQLiteStatement> m_preparedStatements;
 };
 
 // The text with every single quote doubled, safe between single quotes in a

@@ -4,6 +4,7 @@
 #include "jobtypes/jobtype.h"
 #include "platform/database_foundation.h"
 
+#include <QDateTime>
 #include <QString>
 #include <QVariant>
 
@@ -66,6 +67,8 @@ public:
 
     // The current time as the store writes it into timestamp columns.
     static QString Now();
+    // A time as the store writes it: its Qt::ISODate text.
+    static QString TimestampText(const QDateTime& time);
 
 private:
     // One column of an insert and its value; the value's type is the field's.

@@ -1,8 +1,10 @@
 #include "store/database.h"
 
 #include <QDateTime>
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QSqlQuery>
 #include <QSqlRecord>
-#include <QSqlTableModel>
 
 #include <map>
 
@@ -29,30 +31,29 @@ const Tavrol_Database::JobTable Tavrol_Database::FinishedJobsTable{
 namespace {
 
 // A timestamp column's text: a null time is an empty string, never an SQL null.
-QVariant TimestampText(const QDateTime& time)
+QVariant TimestampValue(const QDateTime& time)
 {
     if (time.isNull())
         return QVariant(QString(QLatin1String("")));
-    return QVariant(time.toString(Qt::ISODate));
+    return QVariant(Tavrol_Database::TimestampText(time));
 }
 
 // Positions of the columns of a job table, looked up by name once per load.
 // A column that the table lacks reads as a null value.
-struct JobColumns
+class JobColumns
 {
+public:
     explicit JobColumns(const QSqlRecord& record) : m_record(record) {}
-    QVariant Value(const QSqlRecord& row, const char* name)
-    {
-        auto found = m_indexes.find(name);
-        if (found == m_indexes.end())
-            found = m_indexes.emplace(name, m_record.indexOf(QLatin1String(name))).first;
-        return found->second < 0 ? QVariant() : row.value(found->second);
-    }
+    int operator()(const char* name) const { return m_record.indexOf(QLatin1String(name)); }
 
 private:
     QSqlRecord m_record;
-    std::map<const char*, int> m_indexes;
 };
+
+QVariant ValueAt(const QSqlQuery& query, int column)
+{
+    return column < 0 ? QVariant() : query.value(column);
+}
 
 } // namespace
 
@@ -134,10 +135,10 @@ bool Tavrol_Database::AddJob(const JobTable& table, const Tavrol_Job& job, bool 
     columns.push_back({QStringLiteral("InputFilePath"), QVariant(job.InputFilePath)});
     columns.push_back({QStringLiteral("CommandLine"), QVariant(job.CommandLine())});
     columns.push_back({QStringLiteral("Status"), QVariant(Tavrol_Job::StatusToString(job.Status))});
-    columns.push_back({QStringLiteral("Submitted"), TimestampText(job.Submitted)});
-    columns.push_back({QStringLiteral("Started"), TimestampText(job.Started)});
+    columns.push_back({QStringLiteral("Submitted"), TimestampValue(job.Submitted)});
+    columns.push_back({QStringLiteral("Started"), TimestampValue(job.Started)});
     if (table.Finished)
-        columns.push_back({QStringLiteral("Finished"), TimestampText(job.Finished)});
+        columns.push_back({QStringLiteral("Finished"), TimestampValue(job.Finished)});
     columns.push_back({QStringLiteral("Created"), QVariant(Now())});
     columns.push_back({QStringLiteral("LastModified"), QVariant(Now())});
     columns.push_back({QStringLiteral("JobID"), QVariant(job.JobID)});
@@ -163,53 +164,69 @@ bool Tavrol_Database::DeleteJob(const JobTable& table, int jobId)
                              QStringLiteral(" WHERE JobID = ") + QString::number(jobId)});
 }
 
-// Rows come back in the table model's order. The job type is the one the
-// table holds now, fetched by id once per load; the row's own application
-// name, executable path and command line are not used.
+// Rows come back in the table model's order: the table model's own select,
+// read forward only, so that a history of years needs no row cache. The job
+// type is the one the table holds now, fetched by id once per load; the
+// row's own application name, executable path and command line are not used.
 std::vector<Tavrol_Job> Tavrol_Database::LoadJobs(const JobTable& table)
 {
     std::vector<Tavrol_Job> jobs;
-    QSqlTableModel model(nullptr, Database);
-    model.setTable(table.Table);
-    if (!SelectAll(model))
+    QSqlDriver* driver = Driver();
+    if (!driver || !Database.isOpen())
         return jobs;
-    const int rows = model.rowCount();
-    jobs.reserve(size_t(rows));
-    JobColumns columns(model.record());
+    const QSqlRecord columns = Database.record(table.Table);
+    if (columns.isEmpty())
+        return jobs;
+    QSqlQuery query(Database);
+    query.setForwardOnly(true);
+    // Jobs cannot be moved, only copied: room for all of them comes first.
+    if (query.exec(QStringLiteral("SELECT COUNT(*) FROM ") + table.Table) && query.next())
+        jobs.reserve(size_t(query.value(0).toLongLong()));
+    if (!query.exec(
+            driver->sqlStatement(QSqlDriver::SelectStatement, table.Table, columns, false))) {
+        RememberError(query.lastError());
+        return jobs;
+    }
+    const JobColumns column(query.record());
+    const int name = column("Name"), jobTypeID = column("JobTypeID"), queueID = column("QueueID");
+    const int inputFilePath = column("InputFilePath"), status = column("Status");
+    const int submitted = column("Submitted"), started = column("Started");
+    const int finished = column("Finished"), jobID = column("JobID");
+    const int clientName = column("ClientName"), clientAppName = column("ClientAppName");
+    const int clientAddress = column("ClientAddress"), clientPort = column("ClientPort");
+    const int clientUID = column("ClientUID"), clientGID = column("ClientGID");
+    const int stdOutAndStdErr = column("StdOutAndStdErr");
+    const int inputFilePath2 = column("InputFilePath2"), jobClass = column("JobClass");
+    const int clientNotification = column("ClientNotification");
     std::map<int, Tavrol_JobType> jobTypes;
-    for (int row = 0; row < rows; ++row) {
-        const QSqlRecord record = model.record(row);
-        const int jobTypeID = columns.Value(record, "JobTypeID").toInt();
-        auto jobType = jobTypes.find(jobTypeID);
+    while (query.next()) {
+        const int typeID = ValueAt(query, jobTypeID).toInt();
+        auto jobType = jobTypes.find(typeID);
         if (jobType == jobTypes.end())
-            jobType = jobTypes.emplace(jobTypeID, GetJobType(jobTypeID)).first;
-        int queueID = 0;
+            jobType = jobTypes.emplace(typeID, GetJobType(typeID)).first;
+        int queueNumber = 0;
         QString queueName = table.QueueName;
         if (table.Finished) {
-            queueID = columns.Value(record, "QueueID").toInt();
-            queueName = Tavrol_JobType::QueueNameFromID(queueID);
+            queueNumber = ValueAt(query, queueID).toInt();
+            queueName = Tavrol_JobType::QueueNameFromID(queueNumber);
         }
         jobs.emplace_back(
-            columns.Value(record, "Name").toString(), jobType->second,
-            columns.Value(record, "ClientName").toString(),
-            columns.Value(record, "ClientAppName").toString(),
-            columns.Value(record, "ClientAddress").toString(),
-            columns.Value(record, "ClientPort").toInt(), columns.Value(record, "ClientUID").toInt(),
-            columns.Value(record, "ClientGID").toInt(), queueID, queueName,
-            columns.Value(record, "InputFilePath").toString(),
-            columns.Value(record, "InputFilePath2").toString(),
-            columns.Value(record, "JobID").toInt(), columns.Value(record, "JobClass").toString());
+            ValueAt(query, name).toString(), jobType->second, ValueAt(query, clientName).toString(),
+            ValueAt(query, clientAppName).toString(), ValueAt(query, clientAddress).toString(),
+            ValueAt(query, clientPort).toInt(), ValueAt(query, clientUID).toInt(),
+            ValueAt(query, clientGID).toInt(), queueNumber, queueName,
+            ValueAt(query, inputFilePath).toString(), ValueAt(query, inputFilePath2).toString(),
+            ValueAt(query, jobID).toInt(), ValueAt(query, jobClass).toString());
         Tavrol_Job& job = jobs.back();
-        job.Submitted = columns.Value(record, "Submitted").toDateTime();
-        job.Started = columns.Value(record, "Started").toDateTime();
+        job.Submitted = ValueAt(query, submitted).toDateTime();
+        job.Started = ValueAt(query, started).toDateTime();
         if (table.Finished)
-            job.Finished = columns.Value(record, "Finished").toDateTime();
+            job.Finished = ValueAt(query, finished).toDateTime();
         // No time stamping, so that the stored times stay.
-        job.SetStatus(Tavrol_Job::StatusFromString(columns.Value(record, "Status").toString()),
-                      false);
+        job.SetStatus(Tavrol_Job::StatusFromString(ValueAt(query, status).toString()), false);
         if (table.Finished)
-            job.StdOutAndStdErr = columns.Value(record, "StdOutAndStdErr").toString();
-        job.ClientNotification = columns.Value(record, "ClientNotification").toInt();
+            job.StdOutAndStdErr = ValueAt(query, stdOutAndStdErr).toString();
+        job.ClientNotification = ValueAt(query, clientNotification).toInt();
     }
     return jobs;
 }

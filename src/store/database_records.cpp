@@ -45,7 +45,41 @@ Tavrol_JobType JobTypeFromRecord(const QSqlRecord& record)
 
 QString Tavrol_Database::Now()
 {
-    return QDateTime::currentDateTime().toString(Qt::ISODate);
+    return TimestampText(QDateTime::currentDateTime());
+}
+
+// What QDateTime::toString(Qt::ISODate) gives for a local time, such as
+// 2024-05-17T14:03:09, written directly: the store writes several of these
+// for every row. Other times go through Qt.
+QString Tavrol_Database::TimestampText(const QDateTime& time)
+{
+    const QDate date = time.date();
+    const QTime clock = time.time();
+    if (time.timeSpec() != Qt::LocalTime || !date.isValid() || !clock.isValid() ||
+        date.year() < 0 || date.year() > 9999)
+        return time.toString(Qt::ISODate);
+    QString text(19, Qt::Uninitialized);
+    QChar* out = text.data();
+    const auto put = [&out](int value, int width) {
+        for (int digit = width - 1; digit >= 0; --digit) {
+            out[digit] = QLatin1Char(char('0' + value % 10));
+            value /= 10;
+        }
+        out += width;
+    };
+    const auto separator = [&out](char character) { *out++ = QLatin1Char(character); };
+    put(date.year(), 4);
+    separator('-');
+    put(date.month(), 2);
+    separator('-');
+    put(date.day(), 2);
+    separator('T');
+    put(clock.hour(), 2);
+    separator(':');
+    put(clock.minute(), 2);
+    separator(':');
+    put(clock.second(), 2);
+    return text;
 }
 
 // ---- The add pattern ------------------------------------------------------
@@ -98,13 +132,10 @@ bool Tavrol_Database::FindKeyByName(const InsertTarget& target, int* key)
 // primary key, so MAX is a single index step however long the table is.
 int Tavrol_Database::NextKey(const InsertTarget& target)
 {
-    QSqlQuery* query = PreparedQuery(QStringLiteral("SELECT MAX(") + target.KeyColumn +
-                                     QStringLiteral(") FROM ") + target.Table);
-    if (!query)
-        return 0;
     int maximum = 0;
-    const bool found = query->exec() && query->next() && ReadInt(query->value(0), &maximum);
-    query->finish();
+    const bool found = SelectPreparedInt(QStringLiteral("SELECT MAX(") + target.KeyColumn +
+                                             QStringLiteral(") FROM ") + target.Table,
+                                         &maximum);
     return found ? maximum + 1 : 0;
 }
 
@@ -112,25 +143,22 @@ int Tavrol_Database::NextKey(const InsertTarget& target)
 // harmless.
 bool Tavrol_Database::ExecuteInsert(const QString& table, const std::vector<Column>& columns)
 {
-    QStringList names;
-    QStringList placeholders;
+    QString names;
+    QString placeholders;
+    std::vector<QVariant> values;
+    values.reserve(columns.size());
     for (const Column& column : columns) {
-        names.append(column.Name);
-        placeholders.append(QStringLiteral("?"));
+        if (!values.empty()) {
+            names += QLatin1Char(',');
+            placeholders += QLatin1Char(',');
+        }
+        names += column.Name;
+        placeholders += QLatin1Char('?');
+        values.push_back(column.Value);
     }
-    const QString sql = QStringLiteral("INSERT INTO ") + table + QStringLiteral(" (") +
-                        names.join(QLatin1Char(',')) + QStringLiteral(") VALUES (") +
-                        placeholders.join(QLatin1Char(',')) + QLatin1Char(')');
-    QSqlQuery* query = PreparedQuery(sql);
-    if (!query)
-        return false;
-    for (int index = 0; index < int(columns.size()); ++index)
-        query->bindValue(index, columns[size_t(index)].Value);
-    const bool inserted = query->exec();
-    if (!inserted)
-        RememberError(query->lastError());
-    query->finish();
-    return inserted;
+    return ExecutePrepared(QStringLiteral("INSERT INTO ") + table + QStringLiteral(" (") + names +
+                               QStringLiteral(") VALUES (") + placeholders + QLatin1Char(')'),
+                           values);
 }
 
 // The statements' own outcome is not looked at: the commit decides.

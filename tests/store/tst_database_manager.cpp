@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QLineEdit>
 #include <QPointer>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -80,8 +81,17 @@ private:
             dialog->reject();
             return;
         }
-        // Accepting the typed name as it stands, without the dialog's own checks.
-        dialog->selectFile(m_answer);
+        // Types the name into the dialog and accepts it as it stands, without
+        // the dialog's own checks. selectFile would leave a focused name field
+        // alone.
+        dialog->setDirectory(QFileInfo(m_answer).absolutePath());
+        auto* nameField = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+        if (!nameField) {
+            Unexpected.append(QStringLiteral("no file name field"));
+            dialog->reject();
+            return;
+        }
+        nameField->setText(QFileInfo(m_answer).fileName());
         static_cast<QDialog*>(dialog)->done(QDialog::Accepted);
     }
 

@@ -549,6 +549,25 @@ private slots:
         QCOMPARE(m_database->GetQueueMaxRunningJobs("Unlimited"), -1);
     }
 
+    void timestampsAreTheIsoTextOfQt_data()
+    {
+        QTest::addColumn<QDateTime>("time");
+        QTest::newRow("afternoon") << QDateTime(QDate(2024, 5, 17), QTime(14, 3, 9));
+        QTest::newRow("midnight") << QDateTime(QDate(2000, 1, 1), QTime(0, 0, 0));
+        QTest::newRow("milliseconds") << QDateTime(QDate(2023, 12, 31), QTime(23, 59, 59, 999));
+        QTest::newRow("early year") << QDateTime(QDate(999, 3, 4), QTime(5, 6, 7));
+        QTest::newRow("late year") << QDateTime(QDate(12345, 3, 4), QTime(5, 6, 7));
+        QTest::newRow("utc") << QDateTime(QDate(2024, 5, 17), QTime(14, 3, 9), Qt::UTC);
+        QTest::newRow("offset") << QDateTime(QDate(2024, 5, 17), QTime(14, 3, 9),
+                                             Qt::OffsetFromUTC, 3600);
+        QTest::newRow("now") << QDateTime::currentDateTime();
+    }
+    void timestampsAreTheIsoTextOfQt()
+    {
+        QFETCH(QDateTime, time);
+        QCOMPARE(Tavrol_Database::TimestampText(time), time.toString(Qt::ISODate));
+    }
+
     void escapeDoublesSingleQuotes()
     {
         QCOMPARE(Quolix_SQLEscape("Bob's 'x'"), QStringLiteral("Bob''s ''x''"));
