@@ -71,6 +71,9 @@ public:
 
     // The about box's text: title, platform, and the maker's notice.
     static QString AboutText();
+    // A project file name as typed, trimmed, with ".tvrl" added unless it
+    // ends so in any case; empty stays empty.
+    static QString WithProjectExtension(const QString& typed);
 
 public slots:
     void Show(uint placement);

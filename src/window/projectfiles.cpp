@@ -256,10 +256,14 @@ QString Tavrol_AppWindow::AskProjectFilePath() const
 {
     if (!m_mainWindow)
         return QString();
-    QString path =
+    return WithProjectExtension(
         QFileDialog::getSaveFileName(m_mainWindow, QStringLiteral("Specify a Tavrol Project File"),
-                                     QDir::currentPath(), ProjectFileFilter)
-            .trimmed();
+                                     QDir::currentPath(), ProjectFileFilter));
+}
+
+QString Tavrol_AppWindow::WithProjectExtension(const QString& typed)
+{
+    QString path = typed.trimmed();
     if (path.isEmpty())
         return QString();
     if (!path.endsWith(ProjectFileExtension, Qt::CaseInsensitive))

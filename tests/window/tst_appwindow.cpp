@@ -34,6 +34,8 @@
 
 #include <memory>
 
+#include <unistd.h>
+
 namespace {
 
 bool Listening(int port)
@@ -231,6 +233,33 @@ private slots:
         QVERIFY(!window.MainWindow()->windowIcon().isNull());
         QVERIFY(Listening(Quolix_ComputerData::TavrolGUIPortNumber()));
         qputenv("GAUSS_EXEDIR", "/no/such/gaussian");
+    }
+
+    // A client's "show" restores a minimized window and raises it; "hide"
+    // hides it.
+    void showAndHideRequestsInTheGui()
+    {
+        RunMode = RunModeGUI;
+        Tavrol_AppWindow window;
+        TavrolAppWindow = &window;
+        QVERIFY(window.Start());
+        const auto send = [](const QByteArray& message) {
+            QTcpSocket socket;
+            socket.connectToHost(QHostAddress(QHostAddress::LocalHost),
+                                 quint16(Quolix_ComputerData::TavrolGUIPortNumber()));
+            QVERIFY(socket.waitForConnected(5000));
+            socket.write(message + "\nclientuid=" + QByteArray::number(getuid()));
+            QVERIFY(socket.waitForBytesWritten(5000));
+            socket.disconnectFromHost();
+        };
+        window.MainWindow()->showMinimized();
+        send("clientname=a\naction=show");
+        QTRY_VERIFY_WITH_TIMEOUT(!(window.MainWindow()->windowState() & Qt::WindowMinimized),
+                                 10000);
+        QVERIFY(window.MainWindow()->isVisible());
+        send("clientname=a\naction=hide");
+        QTRY_VERIFY_WITH_TIMEOUT(!window.MainWindow()->isVisible(), 10000);
+        QCOMPARE(window.ClientNameList(), QStringList{QStringLiteral("a")});
     }
 
     // The last directory comes back when it still exists.

@@ -190,6 +190,19 @@ private slots:
         QCOMPARE(Caption(*m_window), QStringLiteral("TavrolConsole 1.1.15"));
     }
 
+    void projectFileExtension()
+    {
+        QCOMPARE(Tavrol_AppWindow::WithProjectExtension(QStringLiteral("a.TVRL")),
+                 QStringLiteral("a.TVRL"));
+        QCOMPARE(Tavrol_AppWindow::WithProjectExtension(QStringLiteral(" a ")),
+                 QStringLiteral("a.tvrl"));
+        QCOMPARE(Tavrol_AppWindow::WithProjectExtension(QStringLiteral("/d/p.tvrl")),
+                 QStringLiteral("/d/p.tvrl"));
+        QCOMPARE(Tavrol_AppWindow::WithProjectExtension(QStringLiteral("p.db")),
+                 QStringLiteral("p.db.tvrl"));
+        QCOMPARE(Tavrol_AppWindow::WithProjectExtension(QStringLiteral("  ")), QString());
+    }
+
     void recentProjects()
     {
         for (int index = 0; index < 12; ++index)
