@@ -28,7 +28,11 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -38,6 +42,15 @@ constexpr int MaxRunning = 4;
 QString StandinPath()
 {
     return QStringLiteral(TAVROL_FIXTURES_DIR "/gaussian/g16/g16");
+}
+
+// CPU seconds this process itself has used, user and system, children apart.
+double OwnCpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec +
+           (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
 // A field of /proc/self/status in KiB, such as "VmHWM" or "VmRSS".
@@ -80,7 +93,7 @@ bool OpenMemoryProject()
            database->AddQueue(QStringLiteral("Short"), 1, &id);
 }
 
-// Runs the event loop until the condition holds, looking every 5 ms.
+// Runs the event loop until the condition holds, looking every 20 ms.
 template <typename Condition> void RunUntil(Condition condition)
 {
     QEventLoop loop;
@@ -89,13 +102,15 @@ template <typename Condition> void RunUntil(Condition condition)
         if (condition())
             loop.quit();
     });
-    poll.start(5);
+    poll.start(20);
     loop.exec();
 }
 
 struct QueueFigures
 {
     double Seconds = 0;
+    double CpuSeconds = 0;
+    double AverageRunning = 0; // sampled every 20 ms
     long RssBeforeKiB = 0;
     long RssAfterKiB = 0;
     long HwmBeforeKiB = 0;
@@ -116,12 +131,24 @@ QueueFigures RunQueue(const QStringList& inputs)
 
     figures.RssBeforeKiB = StatusKiB("VmRSS");
     figures.HwmBeforeKiB = StatusKiB("VmHWM");
+    const double cpuBefore = OwnCpuSeconds();
     QElapsedTimer clock;
     clock.start();
     for (const QString& input : inputs)
         queue.AddJobFromFile(input, 0);
-    RunUntil([&] { return finished.FinishedJobs().size() >= size_t(JobCount); });
+    long samples = 0;
+    long runningSum = 0;
+    RunUntil([&] {
+        std::vector<Tavrol_Job*> jobs;
+        queue.Queue().Jobs(jobs);
+        for (const Tavrol_Job* job : jobs)
+            runningSum += job->Status == JobStatusRunning ? 1 : 0;
+        ++samples;
+        return finished.FinishedJobs().size() >= size_t(JobCount);
+    });
+    figures.AverageRunning = samples ? double(runningSum) / samples : 0;
     figures.Seconds = clock.nsecsElapsed() / 1e9;
+    figures.CpuSeconds = OwnCpuSeconds() - cpuBefore;
     // Let the released jobs and their runners go before measuring.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     RunUntil([] { return true; });
@@ -171,7 +198,9 @@ SpoolerFigures RunSpooler(const QStringList& inputs, const QDir& work)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("TS_SOCKET"),
                        work.absoluteFilePath(QStringLiteral("tsp.socket")));
-    environment.insert(QStringLiteral("TMPDIR"), work.absolutePath());
+    // task-spooler keeps each job's output in a file of its own, apart.
+    work.mkpath(QStringLiteral("tsp"));
+    environment.insert(QStringLiteral("TMPDIR"), work.absoluteFilePath(QStringLiteral("tsp")));
     environment.insert(QStringLiteral("TS_MAXFINISHED"), QString::number(JobCount * 2));
     environment.insert(QStringLiteral("TS_SLOTS"), QString::number(MaxRunning));
     RunTsp(environment, {QStringLiteral("-S"), QString::number(MaxRunning)});
@@ -192,15 +221,25 @@ SpoolerFigures RunSpooler(const QStringList& inputs, const QDir& work)
     return figures;
 }
 
+double Median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
 } // namespace
 
+// Usage: bench_queue [rounds]. Each round runs both sides on the same 2,000
+// commands, in alternating order, so that neither always runs on a machine
+// the other has just warmed or loaded; the medians are compared.
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     RunMode = RunModeConsole;
+    const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     QTemporaryDir work;
     const QStringList inputs = WriteInputs(QDir(work.path()));
-    if (inputs.size() != JobCount || !OpenMemoryProject()) {
+    if (inputs.size() != JobCount) {
         std::fprintf(stderr, "bench_queue: set-up failed\n");
         return 1;
     }
@@ -209,27 +248,59 @@ int main(int argc, char** argv)
         QStringLiteral("Long"), QStringLiteral("@EXEFILE @INFILE @OUTFILE"),
         QStringLiteral("Input Files (*.gjf)"), QStringLiteral("Output Files (*.log)"), QString())});
 
-    const QueueFigures queue = RunQueue(inputs);
-    const SpoolerFigures spooler = RunSpooler(inputs, QDir(work.path()));
-
-    const double queueRate = JobCount / queue.Seconds;
-    std::printf("jobs: %d through the long queue, maximum %d running\n", JobCount, MaxRunning);
-    std::printf("long queue:    %.2f s, %.1f jobs/s, %d finished (%d completed)\n", queue.Seconds,
-                queueRate, queue.Finished, queue.Completed);
-    if (spooler.Seconds > 0) {
-        const double spoolerRate = JobCount / spooler.Seconds;
-        std::printf("task-spooler:  %.2f s, %.1f jobs/s, %d finished, 4 slots\n", spooler.Seconds,
-                    spoolerRate, spooler.Finished);
-        std::printf("ratio:         %.2f of task-spooler's rate\n", queueRate / spoolerRate);
-    } else {
-        std::printf("task-spooler:  not found\n");
+    std::printf("jobs: %d of the stand-in, maximum %d running (4 slots for task-spooler), "
+                "%d rounds\n",
+                JobCount, MaxRunning, rounds);
+    std::vector<QueueFigures> queueRuns;
+    std::vector<double> queueRates;
+    std::vector<double> spoolerRates;
+    for (int round = 0; round < rounds; ++round) {
+        const bool queueFirst = round % 2 == 0;
+        for (int side = 0; side < 2; ++side) {
+            if ((side == 0) == queueFirst) {
+                if (!OpenMemoryProject()) {
+                    std::fprintf(stderr, "bench_queue: no memory project\n");
+                    return 1;
+                }
+                const QueueFigures queue = RunQueue(inputs);
+                Tavrol_Database_Manager::Instance()->CloseAll();
+                queueRuns.push_back(queue);
+                queueRates.push_back(JobCount / queue.Seconds);
+                std::printf("round %d long queue:    %6.2f s, %6.1f jobs/s, %d finished (%d "
+                            "completed), %.2f ms own CPU per job, %.2f running on average\n",
+                            round + 1, queue.Seconds, queueRates.back(), queue.Finished,
+                            queue.Completed, queue.CpuSeconds * 1000 / JobCount,
+                            queue.AverageRunning);
+            } else {
+                const SpoolerFigures spooler = RunSpooler(inputs, QDir(work.path()));
+                if (spooler.Seconds <= 0) {
+                    std::printf("round %d task-spooler:  not found\n", round + 1);
+                    continue;
+                }
+                spoolerRates.push_back(JobCount / spooler.Seconds);
+                std::printf("round %d task-spooler:  %6.2f s, %6.1f jobs/s, %d finished\n",
+                            round + 1, spooler.Seconds, spoolerRates.back(), spooler.Finished);
+            }
+            std::fflush(stdout);
+        }
     }
-    std::printf("memory:        VmHWM %ld KiB before the jobs, %ld KiB at the end (peak)\n",
-                queue.HwmBeforeKiB, queue.HwmAfterKiB);
-    std::printf("               VmRSS %ld KiB before, %ld KiB after: %.2f KiB per finished job\n",
-                queue.RssBeforeKiB, queue.RssAfterKiB,
-                double(queue.RssAfterKiB - queue.RssBeforeKiB) / JobCount);
-    std::printf("               peak growth %.2f KiB per finished job\n",
-                double(queue.HwmAfterKiB - queue.HwmBeforeKiB) / JobCount);
+
+    const double queueRate = Median(queueRates);
+    std::printf("median:        long queue %.1f jobs/s", queueRate);
+    if (!spoolerRates.empty()) {
+        const double spoolerRate = Median(spoolerRates);
+        std::printf(", task-spooler %.1f jobs/s, ratio %.2f", spoolerRate, queueRate / spoolerRate);
+    }
+    std::printf("\n");
+    // Memory of the first run, which started from a fresh process.
+    const QueueFigures& first = queueRuns.front();
+    std::printf("memory:        VmHWM %ld KiB before the first run, %ld KiB after it, %ld KiB at "
+                "the end (peak)\n",
+                first.HwmBeforeKiB, first.HwmAfterKiB, StatusKiB("VmHWM"));
+    std::printf("               VmRSS %ld KiB before, %ld KiB after: %.2f KiB per finished job "
+                "(peak growth %.2f KiB per job)\n",
+                first.RssBeforeKiB, first.RssAfterKiB,
+                double(first.RssAfterKiB - first.RssBeforeKiB) / JobCount,
+                double(first.HwmAfterKiB - first.HwmBeforeKiB) / JobCount);
     return 0;
 }

@@ -44,6 +44,10 @@ void Tavrol_JobsQueue::UpdateQueue()
                 ++running;
             else if (job->Status == JobStatusPending && !firstPending)
                 firstPending = job;
+            // Once the maximum is reached nothing can start, whatever the
+            // rest of a long queue holds.
+            if (running >= m_maxRunningJobs)
+                break;
         }
         // One start per call, never a loop that fills every free place: the
         // end of each job brings the calls that start the next ones.
