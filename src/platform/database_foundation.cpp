@@ -2,6 +2,7 @@
 
 #include <QSqlDriver>
 #include <QSqlQuery>
+#include <QSqlRecord>
 #include <QSqlTableModel>
 
 #include <sqlite3.h>
@@ -292,6 +293,144 @@ bool Quolix_Database_Foundation::SelectPreparedInt(const QString& sql, int* valu
     }
     query->finish();
     return found;
+}
+
+namespace {
+
+// A row of SQLite's own statement. Text is read as the UTF-8 the memory
+// database keeps, without a round trip through a QVariant.
+class SQLiteRow : public Quolix_ResultRow
+{
+public:
+    explicit SQLiteRow(sqlite3_stmt* statement) : m_statement(statement)
+    {
+        const int columns = sqlite3_column_count(statement);
+        for (int column = 0; column < columns; ++column)
+            m_names.append(QString::fromUtf8(sqlite3_column_name(statement, column)));
+    }
+    int ColumnIndex(const QString& name) const override
+    {
+        for (int column = 0; column < int(m_names.size()); ++column) {
+            if (m_names[column].compare(name, Qt::CaseInsensitive) == 0)
+                return column;
+        }
+        return -1;
+    }
+    QString Text(int column) const override
+    {
+        switch (Type(column)) {
+        case SQLITE_NULL:
+            return QString();
+        case SQLITE_TEXT:
+            return QString::fromUtf8(
+                reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column)),
+                sqlite3_column_bytes(m_statement, column));
+        default:
+            return Variant(column).toString();
+        }
+    }
+    int Integer(int column) const override
+    {
+        switch (Type(column)) {
+        case SQLITE_NULL:
+            return 0;
+        case SQLITE_INTEGER:
+            return QVariant(qlonglong(sqlite3_column_int64(m_statement, column))).toInt();
+        case SQLITE_TEXT:
+            return Text(column).toInt();
+        default:
+            return Variant(column).toInt();
+        }
+    }
+
+private:
+    int Type(int column) const
+    {
+        return column < 0 ? SQLITE_NULL : sqlite3_column_type(m_statement, column);
+    }
+    // The value Qt's SQLite driver would give, for the rarer storage classes.
+    QVariant Variant(int column) const
+    {
+        switch (Type(column)) {
+        case SQLITE_INTEGER:
+            return QVariant(qlonglong(sqlite3_column_int64(m_statement, column)));
+        case SQLITE_FLOAT:
+            return QVariant(sqlite3_column_double(m_statement, column));
+        case SQLITE_BLOB:
+            return QVariant(
+                QByteArray(static_cast<const char*>(sqlite3_column_blob(m_statement, column)),
+                           sqlite3_column_bytes(m_statement, column)));
+        case SQLITE_TEXT:
+            return QVariant(Text(column));
+        default:
+            return QVariant();
+        }
+    }
+
+    sqlite3_stmt* m_statement;
+    QStringList m_names;
+};
+
+// A row of a QSqlQuery, for connections that are not SQLite.
+class QueryRow : public Quolix_ResultRow
+{
+public:
+    explicit QueryRow(const QSqlQuery& query) : m_query(query), m_record(query.record()) {}
+    int ColumnIndex(const QString& name) const override { return m_record.indexOf(name); }
+    QString Text(int column) const override
+    {
+        return column < 0 ? QString() : m_query.value(column).toString();
+    }
+    int Integer(int column) const override
+    {
+        return column < 0 ? 0 : m_query.value(column).toInt();
+    }
+
+private:
+    const QSqlQuery& m_query;
+    QSqlRecord m_record;
+};
+
+// Finalizes a statement of a single use.
+struct SingleUse
+{
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+
+} // namespace
+
+bool Quolix_Database_Foundation::SelectEach(
+    const QString& sql, const std::function<void(const Quolix_ResultRow&)>& visit)
+{
+    if (sqlite3* handle = SQLiteHandle()) {
+        sqlite3_stmt* prepared = nullptr;
+        if (sqlite3_prepare16_v2(handle, sql.constData(), int(sql.size() * sizeof(QChar)),
+                                 &prepared, nullptr) != SQLITE_OK) {
+            sqlite3_finalize(prepared);
+            RememberSQLiteError(handle, QStringLiteral("Unable to execute statement"));
+            return false;
+        }
+        const std::unique_ptr<sqlite3_stmt, SingleUse> statement(prepared);
+        const SQLiteRow row(prepared);
+        int result = SQLITE_ROW;
+        while ((result = sqlite3_step(prepared)) == SQLITE_ROW)
+            visit(row);
+        if (result != SQLITE_DONE) {
+            RememberSQLiteError(handle, QStringLiteral("Unable to fetch row"));
+            return false;
+        }
+        return true;
+    }
+    QSqlQuery query(Database);
+    query.setForwardOnly(true);
+    if (!query.exec(sql)) {
+        RememberError(query.lastError());
+        return false;
+    }
+    const QueryRow row(query);
+    while (query.next())
+        visit(row);
+    return true;
 }
 
 void Quolix_Database_Foundation::RememberError(const QSqlError& error)

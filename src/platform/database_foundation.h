@@ -6,6 +6,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -15,6 +16,20 @@ class QSqlQuery;
 class QSqlTableModel;
 struct sqlite3;
 struct sqlite3_stmt;
+
+// One row of a result, as SelectEach hands it out. Values convert as QVariant
+// converts the values of Qt's drivers.
+class Quolix_ResultRow
+{
+public:
+    virtual ~Quolix_ResultRow() = default;
+    // The position of a column of the result by its name, or -1.
+    virtual int ColumnIndex(const QString& name) const = 0;
+    // A column as QVariant::toString and QVariant::toInt give it; a position
+    // of -1 reads as an SQL null.
+    virtual QString Text(int column) const = 0;
+    virtual int Integer(int column) const = 0;
+};
 
 // The kinds of database a connection can reach.
 enum DatabaseTypeEnum : qint32
@@ -84,6 +99,10 @@ protected:
     // The first column of the first row of a kept statement, as an integer;
     // false for no row, an SQL null or no number.
     bool SelectPreparedInt(const QString& sql, int* value);
+    // Runs a select and hands every row to visit, in the order of the result,
+    // forward only: no row is kept once visit returns. False when the
+    // statement fails.
+    bool SelectEach(const QString& sql, const std::function<void(const Quolix_ResultRow&)>& visit);
     // Keeps a statement's error for LastErrorMessage.
     void RememberError(const QSqlError& error);
 

@@ -69,6 +69,8 @@ public:
     static QString Now();
     // A time as the store writes it: its Qt::ISODate text.
     static QString TimestampText(const QDateTime& time);
+    // A stored time as QVariant::toDateTime reads the text back.
+    static QDateTime TimestampFromText(const QString& text);
 
 private:
     // One column of an insert and its value; the value's type is the field's.

@@ -7,6 +7,7 @@
 #include <QSqlRecord>
 
 #include <map>
+#include <memory>
 
 // The four job tables differ only in these names, and the history table in
 // three further columns.
@@ -38,22 +39,36 @@ QVariant TimestampValue(const QDateTime& time)
     return QVariant(Tavrol_Database::TimestampText(time));
 }
 
-// Positions of the columns of a job table, looked up by name once per load.
-// A column that the table lacks reads as a null value.
-class JobColumns
+// Positions of the columns of a job table's rows, looked up by name once per
+// load. A column that the table lacks reads as a null value.
+struct JobColumns
 {
-public:
-    explicit JobColumns(const QSqlRecord& record) : m_record(record) {}
-    int operator()(const char* name) const { return m_record.indexOf(QLatin1String(name)); }
-
-private:
-    QSqlRecord m_record;
+    explicit JobColumns(const Quolix_ResultRow& row)
+        : Name(row.ColumnIndex(QStringLiteral("Name"))),
+          JobTypeID(row.ColumnIndex(QStringLiteral("JobTypeID"))),
+          QueueID(row.ColumnIndex(QStringLiteral("QueueID"))),
+          InputFilePath(row.ColumnIndex(QStringLiteral("InputFilePath"))),
+          Status(row.ColumnIndex(QStringLiteral("Status"))),
+          Submitted(row.ColumnIndex(QStringLiteral("Submitted"))),
+          Started(row.ColumnIndex(QStringLiteral("Started"))),
+          Finished(row.ColumnIndex(QStringLiteral("Finished"))),
+          JobID(row.ColumnIndex(QStringLiteral("JobID"))),
+          ClientName(row.ColumnIndex(QStringLiteral("ClientName"))),
+          ClientAppName(row.ColumnIndex(QStringLiteral("ClientAppName"))),
+          ClientAddress(row.ColumnIndex(QStringLiteral("ClientAddress"))),
+          ClientPort(row.ColumnIndex(QStringLiteral("ClientPort"))),
+          ClientUID(row.ColumnIndex(QStringLiteral("ClientUID"))),
+          ClientGID(row.ColumnIndex(QStringLiteral("ClientGID"))),
+          StdOutAndStdErr(row.ColumnIndex(QStringLiteral("StdOutAndStdErr"))),
+          InputFilePath2(row.ColumnIndex(QStringLiteral("InputFilePath2"))),
+          JobClass(row.ColumnIndex(QStringLiteral("JobClass"))),
+          ClientNotification(row.ColumnIndex(QStringLiteral("ClientNotification")))
+    {
+    }
+    const int Name, JobTypeID, QueueID, InputFilePath, Status, Submitted, Started, Finished;
+    const int JobID, ClientName, ClientAppName, ClientAddress, ClientPort, ClientUID, ClientGID;
+    const int StdOutAndStdErr, InputFilePath2, JobClass, ClientNotification;
 };
-
-QVariant ValueAt(const QSqlQuery& query, int column)
-{
-    return column < 0 ? QVariant() : query.value(column);
-}
 
 } // namespace
 
@@ -164,69 +179,58 @@ bool Tavrol_Database::DeleteJob(const JobTable& table, int jobId)
                              QStringLiteral(" WHERE JobID = ") + QString::number(jobId)});
 }
 
-// Rows come back in the table model's order: the table model's own select,
-// read forward only, so that a history of years needs no row cache. The job
-// type is the one the table holds now, fetched by id once per load; the
-// row's own application name, executable path and command line are not used.
+// Rows come back in the table model's order: its own select, read forward
+// only, so that a history of years needs no row cache. The job type is the
+// one the table holds now, fetched by id once per load; the row's own
+// application name, executable path and command line are not used.
 std::vector<Tavrol_Job> Tavrol_Database::LoadJobs(const JobTable& table)
 {
     std::vector<Tavrol_Job> jobs;
     QSqlDriver* driver = Driver();
     if (!driver || !Database.isOpen())
         return jobs;
-    const QSqlRecord columns = Database.record(table.Table);
-    if (columns.isEmpty())
+    const QSqlRecord fields = Database.record(table.Table);
+    if (fields.isEmpty())
         return jobs;
-    QSqlQuery query(Database);
-    query.setForwardOnly(true);
     // Jobs cannot be moved, only copied: room for all of them comes first.
-    if (query.exec(QStringLiteral("SELECT COUNT(*) FROM ") + table.Table) && query.next())
-        jobs.reserve(size_t(query.value(0).toLongLong()));
-    if (!query.exec(
-            driver->sqlStatement(QSqlDriver::SelectStatement, table.Table, columns, false))) {
-        RememberError(query.lastError());
-        return jobs;
-    }
-    const JobColumns column(query.record());
-    const int name = column("Name"), jobTypeID = column("JobTypeID"), queueID = column("QueueID");
-    const int inputFilePath = column("InputFilePath"), status = column("Status");
-    const int submitted = column("Submitted"), started = column("Started");
-    const int finished = column("Finished"), jobID = column("JobID");
-    const int clientName = column("ClientName"), clientAppName = column("ClientAppName");
-    const int clientAddress = column("ClientAddress"), clientPort = column("ClientPort");
-    const int clientUID = column("ClientUID"), clientGID = column("ClientGID");
-    const int stdOutAndStdErr = column("StdOutAndStdErr");
-    const int inputFilePath2 = column("InputFilePath2"), jobClass = column("JobClass");
-    const int clientNotification = column("ClientNotification");
+    int rows = 0;
+    if (SelectPreparedInt(QStringLiteral("SELECT COUNT(*) FROM ") + table.Table, &rows))
+        jobs.reserve(size_t(rows));
+    std::unique_ptr<JobColumns> columns;
     std::map<int, Tavrol_JobType> jobTypes;
-    while (query.next()) {
-        const int typeID = ValueAt(query, jobTypeID).toInt();
-        auto jobType = jobTypes.find(typeID);
+    const auto rebuild = [&](const Quolix_ResultRow& row) {
+        if (!columns)
+            columns = std::make_unique<JobColumns>(row);
+        const JobColumns& column = *columns;
+        const int jobTypeID = row.Integer(column.JobTypeID);
+        auto jobType = jobTypes.find(jobTypeID);
         if (jobType == jobTypes.end())
-            jobType = jobTypes.emplace(typeID, GetJobType(typeID)).first;
-        int queueNumber = 0;
+            jobType = jobTypes.emplace(jobTypeID, GetJobType(jobTypeID)).first;
+        int queueID = 0;
         QString queueName = table.QueueName;
         if (table.Finished) {
-            queueNumber = ValueAt(query, queueID).toInt();
-            queueName = Tavrol_JobType::QueueNameFromID(queueNumber);
+            queueID = row.Integer(column.QueueID);
+            queueName = Tavrol_JobType::QueueNameFromID(queueID);
         }
-        jobs.emplace_back(
-            ValueAt(query, name).toString(), jobType->second, ValueAt(query, clientName).toString(),
-            ValueAt(query, clientAppName).toString(), ValueAt(query, clientAddress).toString(),
-            ValueAt(query, clientPort).toInt(), ValueAt(query, clientUID).toInt(),
-            ValueAt(query, clientGID).toInt(), queueNumber, queueName,
-            ValueAt(query, inputFilePath).toString(), ValueAt(query, inputFilePath2).toString(),
-            ValueAt(query, jobID).toInt(), ValueAt(query, jobClass).toString());
+        jobs.emplace_back(row.Text(column.Name), jobType->second, row.Text(column.ClientName),
+                          row.Text(column.ClientAppName), row.Text(column.ClientAddress),
+                          row.Integer(column.ClientPort), row.Integer(column.ClientUID),
+                          row.Integer(column.ClientGID), queueID, queueName,
+                          row.Text(column.InputFilePath), row.Text(column.InputFilePath2),
+                          row.Integer(column.JobID), row.Text(column.JobClass));
         Tavrol_Job& job = jobs.back();
-        job.Submitted = ValueAt(query, submitted).toDateTime();
-        job.Started = ValueAt(query, started).toDateTime();
+        job.Submitted = TimestampFromText(row.Text(column.Submitted));
+        job.Started = TimestampFromText(row.Text(column.Started));
         if (table.Finished)
-            job.Finished = ValueAt(query, finished).toDateTime();
+            job.Finished = TimestampFromText(row.Text(column.Finished));
         // No time stamping, so that the stored times stay.
-        job.SetStatus(Tavrol_Job::StatusFromString(ValueAt(query, status).toString()), false);
+        job.SetStatus(Tavrol_Job::StatusFromString(row.Text(column.Status)), false);
         if (table.Finished)
-            job.StdOutAndStdErr = ValueAt(query, stdOutAndStdErr).toString();
-        job.ClientNotification = ValueAt(query, clientNotification).toInt();
-    }
+            job.StdOutAndStdErr = row.Text(column.StdOutAndStdErr);
+        job.ClientNotification = row.Integer(column.ClientNotification);
+    };
+    if (!SelectEach(driver->sqlStatement(QSqlDriver::SelectStatement, table.Table, fields, false),
+                    rebuild))
+        jobs.clear();
     return jobs;
 }

@@ -82,6 +82,32 @@ QString Tavrol_Database::TimestampText(const QDateTime& time)
     return text;
 }
 
+// The text of TimestampText read straight back; anything else goes through
+// Qt, which is what QVariant::toDateTime does with a string.
+QDateTime Tavrol_Database::TimestampFromText(const QString& text)
+{
+    const auto number = [&text](int from, int width, int* value) {
+        *value = 0;
+        for (int index = from; index < from + width; ++index) {
+            const char16_t character = text[index].unicode();
+            if (character < u'0' || character > u'9')
+                return false;
+            *value = *value * 10 + (character - u'0');
+        }
+        return true;
+    };
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+    const bool plain = text.size() == 19 && text[4] == u'-' && text[7] == u'-' &&
+                       text[10] == u'T' && text[13] == u':' && text[16] == u':' &&
+                       number(0, 4, &year) && number(5, 2, &month) && number(8, 2, &day) &&
+                       number(11, 2, &hour) && number(14, 2, &minute) && number(17, 2, &second);
+    const QDate date(year, month, day);
+    const QTime clock(hour, minute, second);
+    if (!plain || !date.isValid() || !clock.isValid())
+        return QDateTime::fromString(text, Qt::ISODate);
+    return QDateTime(date, clock);
+}
+
 // ---- The add pattern ------------------------------------------------------
 
 bool Tavrol_Database::InsertRow(const InsertTarget& target, bool forceNew, int* id,

@@ -466,6 +466,29 @@ private slots:
         QCOMPARE(id, 6);
     }
 
+    void valuesOfAnotherStorageClassReadAsQtReadsThem()
+    {
+        QVERIFY(Run(m_database->Database,
+                    {"INSERT INTO FinishedJobs (FinishedJobID, Name, JobTypeID, QueueID, "
+                     "ApplicationName, ExecutablePath, CommandLine, Created, LastModified, JobID, "
+                     "ClientPort, ClientUID, ClientGID, ClientAddress, JobClass, Status) VALUES "
+                     "(0, x'4f6c64', '0', '2', 'a', '/a', 'c', 'c', 'm', 41.0, '77', 3.7, "
+                     "'12abc', 127, 2.5, x'436f6d706c65746564')"}));
+        const std::vector<Tavrol_Job> loaded = m_database->LoadFinishedJobs();
+        QCOMPARE(loaded.size(), size_t(1));
+        const Tavrol_Job& job = loaded[0];
+        QCOMPARE(job.Name, QVariant(QByteArray("Old")).toString());
+        QCOMPARE(job.JobType, m_jobType);
+        QCOMPARE(job.QueueID, 2);
+        QCOMPARE(job.JobID, QVariant(41.0).toInt());
+        QCOMPARE(job.ClientPort, 77);
+        QCOMPARE(job.ClientUID, QVariant(3.7).toInt());
+        QCOMPARE(job.ClientGID, QVariant(QStringLiteral("12abc")).toInt());
+        QCOMPARE(job.ClientAddress, QVariant(qlonglong(127)).toString());
+        QCOMPARE(job.JobClass, QVariant(2.5).toString());
+        QCOMPARE(job.Status, JobStatusCompleted);
+    }
+
     void everyRowIsLoadedPastTheFirstBatch()
     {
         for (int job = 0; job < 700; ++job)

@@ -558,14 +558,38 @@ private slots:
         QTest::newRow("early year") << QDateTime(QDate(999, 3, 4), QTime(5, 6, 7));
         QTest::newRow("late year") << QDateTime(QDate(12345, 3, 4), QTime(5, 6, 7));
         QTest::newRow("utc") << QDateTime(QDate(2024, 5, 17), QTime(14, 3, 9), Qt::UTC);
-        QTest::newRow("offset") << QDateTime(QDate(2024, 5, 17), QTime(14, 3, 9),
-                                             Qt::OffsetFromUTC, 3600);
+        QTest::newRow("offset") << QDateTime(QDate(2024, 5, 17), QTime(14, 3, 9), Qt::OffsetFromUTC,
+                                             3600);
         QTest::newRow("now") << QDateTime::currentDateTime();
     }
     void timestampsAreTheIsoTextOfQt()
     {
         QFETCH(QDateTime, time);
         QCOMPARE(Tavrol_Database::TimestampText(time), time.toString(Qt::ISODate));
+    }
+
+    void storedTimesReadBackAsQtReadsThem_data()
+    {
+        QTest::addColumn<QString>("text");
+        for (const char* text :
+             {"2024-05-17T14:03:09", "1999-12-31T23:59:59", "", "garbage", "2024-02-30T10:00:00",
+              "2024-05-17T24:00:00", "2024-05-17T14:03:09Z", "2024-05-17T14:03:09.123",
+              "2024-05-17T14:03:09+02:00", "2024-05-17 14:03:09", "2024-05-17", "2024-05-17T14:03",
+              "2024-05-1xT14:03:09", "0999-01-02T03:04:05"})
+            QTest::newRow(text) << QString::fromLatin1(text);
+    }
+    void storedTimesReadBackAsQtReadsThem()
+    {
+        QFETCH(QString, text);
+        const QDateTime expected = QVariant(text).toDateTime();
+        const QDateTime actual = Tavrol_Database::TimestampFromText(text);
+        QCOMPARE(actual.isNull(), expected.isNull());
+        QCOMPARE(actual.isValid(), expected.isValid());
+        QCOMPARE(actual, expected);
+        if (expected.isValid()) {
+            QCOMPARE(actual.timeSpec(), expected.timeSpec());
+            QCOMPARE(actual.offsetFromUtc(), expected.offsetFromUtc());
+        }
     }
 
     void escapeDoublesSingleQuotes()
