@@ -10,7 +10,6 @@
 
 #include <vector>
 
-class QSqlQuery;
 class QSqlRecord;
 
 // The job store of one project: the schema of its nine tables and the record
