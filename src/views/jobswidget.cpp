@@ -103,10 +103,13 @@ void Tavrol_JobsWidget::ReleaseJob(Tavrol_Job* job)
 {
     // A job that still runs is deleted once its end has been delivered; the
     // end goes on using the job after its finished signal, hence the deferral.
-    if (job->Status == JobStatusRunning && job->Process)
+    // Until then the view holds it as a child, so that a job whose end never
+    // comes (killed at exit) goes with the view.
+    if (job->Status == JobStatusRunning && job->Process) {
+        job->setParent(this);
         QObject::connect(job, &Tavrol_Job::JobFinishedSignal, job, &QObject::deleteLater,
                          Qt::UniqueConnection);
-    else
+    } else
         job->deleteLater();
 }
 

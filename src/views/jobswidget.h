@@ -92,7 +92,7 @@ private:
     void BuildTable();
     std::vector<Tavrol_Job*> CurrentJobs() const;
     void ReleaseJobsThatLeft(const std::vector<Tavrol_Job*>& before);
-    static void ReleaseJob(Tavrol_Job* job);
+    void ReleaseJob(Tavrol_Job* job);
     bool AskToRemove(const QStringList& names) const;
     int AskAboutRunningJobs() const;
 

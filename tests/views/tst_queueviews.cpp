@@ -341,6 +341,25 @@ private slots:
         QCOMPARE(console.Finished().FinishedJobs().front().Status, JobStatusRunning);
     }
 
+    // At exit the kills come after the last event has been served: a killed
+    // job whose end never arrives goes with its view.
+    void aKilledJobWhoseEndNeverComesGoesWithItsView()
+    {
+        QTemporaryDir dir;
+        MemoryProject project;
+        QPointer<Tavrol_Job> job;
+        {
+            ConsoleWindow console;
+            console.Long().AddJobFromFile(WriteInput(dir.path(), QStringLiteral("a.gjf"), 30), -1);
+            job = console.Long().Queue().JobAt(0);
+            QVERIFY(job && job->Process);
+            console.Long().PauseAndKillRunningJobs();
+            QCOMPARE(console.Long().Queue().Count(), 0);
+            QVERIFY(!job.isNull());
+        }
+        QVERIFY(job.isNull());
+    }
+
     void removeJobsTakesWaitingJobsWithoutATrace()
     {
         QTemporaryDir dir;
