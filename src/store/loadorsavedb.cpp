@@ -2,10 +2,12 @@
 
 #include <sqlite3.h>
 
-int LoadOrSaveDb(sqlite3* handle, const char* fileName, int isSave)
+#include <unistd.h>
+
+namespace {
+
+int CopyDatabase(sqlite3* handle, const char* fileName, bool isSave)
 {
-    if (!handle || !fileName)
-        return SQLITE_MISUSE;
     sqlite3* file = nullptr;
     const int flags = isSave ? (SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) : SQLITE_OPEN_READONLY;
     int result = sqlite3_open_v2(fileName, &file, flags, nullptr);
@@ -22,5 +24,20 @@ int LoadOrSaveDb(sqlite3* handle, const char* fileName, int isSave)
         }
     }
     sqlite3_close(file);
+    return result;
+}
+
+} // namespace
+
+int LoadOrSaveDb(sqlite3* handle, const char* fileName, int isSave)
+{
+    if (!handle || !fileName)
+        return SQLITE_MISUSE;
+    int result = CopyDatabase(handle, fileName, isSave != 0);
+    // A save replaces what the file holds. SQLite can only write over a
+    // database, so a file that is none (a corrupt project the user chose to
+    // save over) is emptied first.
+    if (isSave && result == SQLITE_NOTADB && truncate(fileName, 0) == 0)
+        result = CopyDatabase(handle, fileName, true);
     return result;
 }

@@ -42,7 +42,7 @@ struct DialogSeen
 };
 
 // Answers the next modal file dialog: with answer, or by cancelling when it is
-// empty. Gives up after ten seconds.
+// empty. Gives up after a minute.
 class DialogAnswerer : public QObject
 {
 public:
@@ -66,7 +66,7 @@ private:
                 Unexpected.append(other->windowTitle());
                 other->reject();
             }
-            if (m_deadline.elapsed() > 10000)
+            if (m_deadline.elapsed() > 60000)
                 m_timer.stop();
             return;
         }
@@ -914,6 +914,25 @@ private slots:
         const QByteArray inMissingDirectory = directory.filePath("no/such/dir.db").toLatin1();
         QCOMPARE(LoadOrSaveDb(handle, inMissingDirectory.constData(), 1), SQLITE_CANTOPEN);
         QCOMPARE(LoadOrSaveDb(nullptr, saved.constData(), 1), SQLITE_MISUSE);
+    }
+
+    void aSaveReplacesAFileThatIsNoDatabase()
+    {
+        QTemporaryDir directory;
+        const QString path = directory.filePath(QStringLiteral("corrupt.tvrl"));
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(QByteArray(8192, 'x'));
+        }
+        Tavrol_Database* database = NewProjectDatabase();
+        FillEveryTable(database);
+        const auto rows = AllRows(database->Database);
+        const QByteArray name = path.toLatin1();
+        QCOMPARE(LoadOrSaveDb(HandleOf(database->Database), name.constData(), 0), SQLITE_NOTADB);
+        QVERIFY(Manager()->SaveToFile(database, path));
+        PlainFile saved(path);
+        QCOMPARE(AllRows(saved.Database()), rows);
     }
 };
 
