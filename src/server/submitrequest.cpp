@@ -148,20 +148,27 @@ std::unique_ptr<Tavrol_Job> Tavrol_SubmitRequest::MakeDirectJob(int jobID) const
         request.ClientAddress, NumberOr0(request.ClientPort), NumberOr0(request.ClientUID),
         NumberOr0(request.ClientGID), m_queueSelector - 1, m_queueName, request.JobInputFile,
         request.JobInputFile2, jobID, request.JobClass);
-    if (!request.JobStandardInputFile.isEmpty())
-        job->SetStandardInputFile(request.JobStandardInputFile);
-    if (!request.JobOutputFile.isEmpty())
-        job->OutputFilePath = request.JobOutputFile;
-    if (!request.JobStandardOutputFile.isEmpty())
-        job->SetStandardOutputFile(request.JobStandardOutputFile);
-    if (!request.JobChkFile.isEmpty())
-        job->ChkFile = request.JobChkFile;
-    if (!request.JobChkFile1.isEmpty())
-        job->ChkFile1 = request.JobChkFile1;
+    CopyRequestFiles(*job);
     CopyClientExtras(*job);
     if (!job->IsValid())
         return nullptr;
     return job;
+}
+
+// The files a request names for its input file, each where it is given.
+void Tavrol_SubmitRequest::CopyRequestFiles(Tavrol_Job& job) const
+{
+    const Tavrol_Request& request = m_request;
+    if (!request.JobStandardInputFile.isEmpty())
+        job.SetStandardInputFile(request.JobStandardInputFile);
+    if (!request.JobOutputFile.isEmpty())
+        job.OutputFilePath = request.JobOutputFile;
+    if (!request.JobStandardOutputFile.isEmpty())
+        job.SetStandardOutputFile(request.JobStandardOutputFile);
+    if (!request.JobChkFile.isEmpty())
+        job.ChkFile = request.JobChkFile;
+    if (!request.JobChkFile1.isEmpty())
+        job.ChkFile1 = request.JobChkFile1;
 }
 
 // Job variables and the notification flag go to every job of a request.
@@ -201,18 +208,8 @@ void Tavrol_SubmitRequest::SubmitCheckedFiles(const QStringList& files,
             NumberOr0(request.ClientGID), queueSelector - 1, QueueNameOf(queueSelector), file,
             QString(), jobID, request.JobClass);
         // A file the user added in the dialog does not inherit the request's files.
-        if (file == request.JobInputFile) {
-            if (!request.JobStandardInputFile.isEmpty())
-                job->SetStandardInputFile(request.JobStandardInputFile);
-            if (!request.JobOutputFile.isEmpty())
-                job->OutputFilePath = request.JobOutputFile;
-            if (!request.JobStandardOutputFile.isEmpty())
-                job->SetStandardOutputFile(request.JobStandardOutputFile);
-            if (!request.JobChkFile.isEmpty())
-                job->ChkFile = request.JobChkFile;
-            if (!request.JobChkFile1.isEmpty())
-                job->ChkFile1 = request.JobChkFile1;
-        }
+        if (file == request.JobInputFile)
+            CopyRequestFiles(*job);
         CopyClientExtras(*job);
         if (!job->IsValid())
             return;

@@ -72,6 +72,7 @@ private:
     void ChooseQueue();
     int ChooseJobTypeForCheckedFile(const QString& file, int jobTypeID, int selected) const;
     int ChooseQueueForCheckedFile(const QString& file, int queueSelector, int selected) const;
+    void CopyRequestFiles(Tavrol_Job& job) const;
     void CopyClientExtras(Tavrol_Job& job) const;
 
     Tavrol_Request m_request;

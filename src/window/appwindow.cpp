@@ -89,10 +89,14 @@ QString Tavrol_AppWindow::AboutText()
 
 void Tavrol_AppWindow::BuildWidgets()
 {
-    if (m_mainWindow) {
+    if (m_mainWindow)
         BuildMainWindowFrame();
-        return;
-    }
+    CreateViews();
+}
+
+// The six views, in tab order.
+void Tavrol_AppWindow::CreateViews()
+{
     m_longView = new Tavrol_LongJobsQueueWidget(nullptr);
     m_shortView = new Tavrol_ShortJobsQueueWidget(nullptr);
     m_queuelessView = new Tavrol_QueuelessJobsWidget(nullptr);
@@ -108,12 +112,6 @@ void Tavrol_AppWindow::BuildMainWindowFrame()
 {
     m_centralFrame = new QFrame(m_mainWindow);
     m_mainWindow->setCentralWidget(m_centralFrame);
-    m_longView = new Tavrol_LongJobsQueueWidget(nullptr);
-    m_shortView = new Tavrol_ShortJobsQueueWidget(nullptr);
-    m_queuelessView = new Tavrol_QueuelessJobsWidget(nullptr);
-    m_runningView = new Tavrol_RunningJobsWidget(nullptr);
-    m_finishedView = new Tavrol_FinishedJobsWidget(nullptr);
-    m_jobTypesView = new Tavrol_JobTypesWidget(nullptr);
 }
 
 bool Tavrol_AppWindow::Start()

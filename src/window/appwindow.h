@@ -101,6 +101,7 @@ private:
     void AddJobToQueue(std::unique_ptr<Tavrol_Job> job);
 
     void BuildMainWindowFrame();
+    void CreateViews();
     void RestoreLastDirectory() const;
     static QStringList ExistingRecentProjects();
     static QString StartupProjectPath(const QStringList& existingRecentProjects);
