@@ -77,7 +77,7 @@ int SkipPosition(const char* text, int index)
 // zero reads the same in every width), a '*' width dropped, a '*' precision 0.
 struct Conversion
 {
-    QByteArray spec;
+    QByteArray directive;
     char letter = '\0';
     int end = 0; // index just behind the conversion letter; 0 when incomplete
 };
@@ -85,24 +85,24 @@ struct Conversion
 Conversion ParseConversion(const char* text, int start)
 {
     Conversion conversion;
-    conversion.spec = "%";
+    conversion.directive = "%";
     int index = SkipPosition(text, start + 1);
     while (text[index] != '\0' && std::strchr("-+ #0'I", text[index]))
-        conversion.spec += text[index++];
+        conversion.directive += text[index++];
     if (text[index] == '*') {
         index = SkipPosition(text, index + 1);
     } else {
         while (IsDigit(text[index]))
-            conversion.spec += text[index++];
+            conversion.directive += text[index++];
     }
     if (text[index] == '.') {
-        conversion.spec += text[index++];
+        conversion.directive += text[index++];
         if (text[index] == '*') {
             index = SkipPosition(text, index + 1);
-            conversion.spec += '0';
+            conversion.directive += '0';
         } else {
             while (IsDigit(text[index]))
-                conversion.spec += text[index++];
+                conversion.directive += text[index++];
         }
     }
     while (text[index] != '\0' && std::strchr("hlLqjzZt", text[index]))
@@ -115,30 +115,30 @@ Conversion ParseConversion(const char* text, int start)
     const char plainLetter = conversion.letter == 'C'   ? 'c'
                              : conversion.letter == 'S' ? 's'
                                                         : conversion.letter;
-    conversion.spec += plainLetter;
+    conversion.directive += plainLetter;
     return conversion;
 }
 
 int PrintConversion(std::FILE* stream, const Conversion& conversion, const char* original,
                     int start, int savedErrno)
 {
-    const char* spec = conversion.spec.constData();
+    const char* directive = conversion.directive.constData();
     switch (KindOf(conversion.letter)) {
     case ArgumentKind::Integer:
-        return std::fprintf(stream, spec, 0);
+        return std::fprintf(stream, directive, 0);
     case ArgumentKind::Unsigned:
-        return std::fprintf(stream, spec, 0u);
+        return std::fprintf(stream, directive, 0u);
     case ArgumentKind::Double:
-        return std::fprintf(stream, spec, 0.0);
+        return std::fprintf(stream, directive, 0.0);
     case ArgumentKind::String:
-        return std::fprintf(stream, spec, "");
+        return std::fprintf(stream, directive, "");
     case ArgumentKind::Pointer:
-        return std::fprintf(stream, spec, static_cast<void*>(nullptr));
+        return std::fprintf(stream, directive, static_cast<void*>(nullptr));
     case ArgumentKind::Store:
         return 0;
     case ArgumentKind::Errno:
         errno = savedErrno;
-        return std::fprintf(stream, spec, 0);
+        return std::fprintf(stream, directive, 0);
     case ArgumentKind::Percent:
         return std::fputc('%', stream) == EOF ? -1 : 1;
     case ArgumentKind::None:
