@@ -28,6 +28,16 @@ namespace {
 
 constexpr int NobodyID = 65534;
 
+// A copy that every user may run.
+bool CopyExecutable(const QString& from, const QString& to)
+{
+    return QFile::copy(from, to) &&
+           QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                         QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                                         QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                         QFileDevice::ExeOther);
+}
+
 // The client's own listener: every connection is one whole message.
 class Listener : public QObject
 {
@@ -288,20 +298,33 @@ private slots:
         Home home;
         const QString input = E2E::WriteFile(home.File(QStringLiteral("a.gjf")), "a\n");
         int instanceUID = int(getuid());
-        auto session = std::make_unique<ConsoleSession>(home.Environment(true));
+        QProcessEnvironment environment = home.Environment(true);
+        std::unique_ptr<ConsoleSession> session;
         if (getuid() == 0) {
             if (QStandardPaths::findExecutable(QStringLiteral("setpriv")).isEmpty())
                 QSKIP("running as root without setpriv: no other user to run the instance as");
             instanceUID = NobodyID;
             for (const QString& path : {home.Path(), home.File(QStringLiteral("prefs")), input})
                 QCOMPARE(::chown(QFile::encodeName(path).constData(), NobodyID, NobodyID), 0);
+            // The other user may not reach the build tree or the sources (a
+            // checkout under /root): the instance and its program run from
+            // copies in the home directory.
+            const QString binary = home.File(QStringLiteral("tavrol"));
+            const QString gaussian = home.File(QStringLiteral("g16"));
+            QVERIFY(QDir().mkpath(gaussian));
+            QVERIFY(CopyExecutable(TestSupport::TavrolBinary(), binary));
+            QVERIFY(CopyExecutable(TestSupport::FixturePath(QStringLiteral("standin")),
+                                   gaussian + QStringLiteral("/g16")));
+            environment.insert(QStringLiteral("GAUSS_EXEDIR"), gaussian);
+            session = std::make_unique<ConsoleSession>(environment);
             QVERIFY(session->StartProgram(QStringLiteral("setpriv"),
                                           {QStringLiteral("--reuid=%1").arg(NobodyID),
                                            QStringLiteral("--regid=%1").arg(NobodyID),
-                                           QStringLiteral("--clear-groups"),
-                                           TestSupport::TavrolBinary(), QStringLiteral("-console")},
+                                           QStringLiteral("--clear-groups"), binary,
+                                           QStringLiteral("-console")},
                                           home.Path()));
         } else {
+            session = std::make_unique<ConsoleSession>(environment);
             QVERIFY(session->Start({QStringLiteral("-console")}, home.Path()));
         }
         QVERIFY(!session->WaitForFirstPrompt().isEmpty());
