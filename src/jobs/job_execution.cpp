@@ -107,6 +107,9 @@ QProcessEnvironment Tavrol_Job::Environment() const
         QString name = parts.at(0);
         QString value = parts.at(1);
         for (const auto& [placeholder, replacement] : Replacements) {
+            // An empty placeholder would match between every two characters.
+            if (placeholder.isEmpty())
+                continue;
             if (name.contains(placeholder, Qt::CaseInsensitive))
                 name.replace(placeholder, replacement, Qt::CaseInsensitive);
             if (value.contains(placeholder, Qt::CaseInsensitive))

@@ -509,7 +509,8 @@ void TestJobExecution::environmentLineRules()
                                                "TAVROL_TEST_@suffix=@Value\n"
                                                "TAVROL_TEST_PLAIN=plain text")),
                        QString());
-    job->Replacements = {{QStringLiteral("@SUFFIX"), QStringLiteral("ONE")},
+    job->Replacements = {{QString(), QStringLiteral("!")},
+                         {QStringLiteral("@SUFFIX"), QStringLiteral("ONE")},
                          {QStringLiteral("@VALUE"), QStringLiteral("v1")}};
     const QProcessEnvironment environment = job->Environment();
     QCOMPARE(environment.value(QStringLiteral("TAVROL_TEST_REPLACED")), QStringLiteral("new"));
