@@ -19,16 +19,15 @@ void Check(bool condition)
 
 qsizetype TotalSize(const Tavrol_Request& request)
 {
-    qsizetype total = request.ClientName.size() + request.ClientAppName.size() +
-                      request.ClientAddress.size() + request.ClientPort.size() +
-                      request.ClientUID.size() + request.ClientGID.size() +
-                      request.ClientNotification.size() + request.Action.size() +
-                      request.JobSilent.size() + request.JobTypeName.size() +
-                      request.JobClass.size() + request.JobName.size() + request.JobQueue.size() +
-                      request.JobInputFile.size() + request.JobInputFile2.size() +
-                      request.JobStandardInputFile.size() + request.JobOutputFile.size() +
-                      request.JobStandardOutputFile.size() + request.JobChkFile.size() +
-                      request.JobChkFile1.size();
+    qsizetype total =
+        request.ClientName.size() + request.ClientAppName.size() + request.ClientAddress.size() +
+        request.ClientPort.size() + request.ClientUID.size() + request.ClientGID.size() +
+        request.ClientNotification.size() + request.Action.size() + request.JobSilent.size() +
+        request.JobTypeName.size() + request.JobClass.size() + request.JobName.size() +
+        request.JobQueue.size() + request.JobInputFile.size() + request.JobInputFile2.size() +
+        request.JobStandardInputFile.size() + request.JobOutputFile.size() +
+        request.JobStandardOutputFile.size() + request.JobChkFile.size() +
+        request.JobChkFile1.size();
     for (const auto& [name, value] : request.JobVariables) {
         // A variable's name keeps its "@" and never holds the "=".
         Check(name.startsWith(QLatin1Char('@')));

@@ -15,7 +15,8 @@ class Tavrol_AppWindow;
 
 // Run modes: 0 GUI, 2 console, 4 new console. 1, 3 and 5 are named for a later
 // split of interface and server; nothing sets them.
-enum Tavrol_RunModeValue {
+enum Tavrol_RunModeValue
+{
     RunModeGUI = 0,
     RunModeGUIServer = 1,
     RunModeConsole = 2,
@@ -26,8 +27,8 @@ enum Tavrol_RunModeValue {
 
 extern int RunMode;
 extern bool NoEventLoop;
-extern int ShowProgress;    // 0 never, 1 always, 2 some
-extern int ExitStatusHint;  // 2 a named file is missing, 3 help was shown
+extern int ShowProgress;   // 0 never, 1 always, 2 some
+extern int ExitStatusHint; // 2 a named file is missing, 3 help was shown
 extern QString StartupFilePath;
 
 extern Tavrol_App* TavrolApplication;     // non-null once ApplicationInit has run
@@ -41,19 +42,19 @@ extern int DebugLevel; // bit 0 debug, bit 1 warning, bit 2 fatal
 extern QFile* DebugFile;
 extern Quolix_IDManager JobIDManager;
 
-extern const char* const TavrolMajorVersion; // "1"
-extern const char* const TavrolMinorVersion; // "1.1"
-extern const char* const TavrolVersion;      // "1.1.15"
-extern const char* const TavrolBuildVersion; // "1.1.15.1"
-extern const char* const TavrolOrganization; // "Zendara, Inc."
+extern const char* const TavrolMajorVersion;    // "1"
+extern const char* const TavrolMinorVersion;    // "1.1"
+extern const char* const TavrolVersion;         // "1.1.15"
+extern const char* const TavrolBuildVersion;    // "1.1.15.1"
+extern const char* const TavrolOrganization;    // "Zendara, Inc."
 extern const char* const TavrolApplicationName; // "Tavrol"
 
 bool IsGUIRunMode();     // RunMode below 2
 bool IsConsoleRunMode(); // RunMode 2 to 5
 
-QString ClientName();      // "TavrolConsole" in the console run modes, else "TavrolGUI"
-QString TitleText();       // client name, a blank, the version
-QString PlainTitleText();  // "Tavrol 1.1.15"
-QString PlatformText();    // used by the about box
-QString MakersNotice();    // the notice in the banner and the about box
+QString ClientName();     // "TavrolConsole" in the console run modes, else "TavrolGUI"
+QString TitleText();      // client name, a blank, the version
+QString PlainTitleText(); // "Tavrol 1.1.15"
+QString PlatformText();   // used by the about box
+QString MakersNotice();   // the notice in the banner and the about box
 QString DefaultUsageText();

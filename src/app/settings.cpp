@@ -3,8 +3,8 @@
 #include "app/globals.h"
 
 Tavrol_Settings::Tavrol_Settings()
-    : QSettings(QSettings::NativeFormat, QSettings::UserScope,
-                QLatin1String(TavrolOrganization), QLatin1String(TavrolApplicationName))
+    : QSettings(QSettings::NativeFormat, QSettings::UserScope, QLatin1String(TavrolOrganization),
+                QLatin1String(TavrolApplicationName))
 {
 }
 

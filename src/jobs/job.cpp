@@ -252,8 +252,7 @@ QString Tavrol_Job::CommandLine(QString* arguments) const
     return result;
 }
 
-void Tavrol_Job::SplitArguments(const QString& expanded, QString& arguments,
-                                QString& standardInput)
+void Tavrol_Job::SplitArguments(const QString& expanded, QString& arguments, QString& standardInput)
 {
     const int lineFeed = expanded.indexOf(QLatin1Char('\n'));
     if (lineFeed < 0) {

@@ -12,7 +12,8 @@
 
 class Quolix_Process;
 
-enum Tavrol_JobStatus {
+enum Tavrol_JobStatus
+{
     JobStatusUnknown = 0,
     JobStatusPending = 1,
     JobStatusRunning = 2,

@@ -6,8 +6,7 @@
 Tavrol_JobType::Tavrol_JobType(int jobTypeID, const QString& name, const QString& applicationName,
                                const QString& executablePath, const QString& defaultQueue,
                                const QString& genericCommandLine, const QString& inputFileFilter,
-                               const QString& outputFileFilter,
-                               const QString& environmentVariables)
+                               const QString& outputFileFilter, const QString& environmentVariables)
     : JobTypeID(jobTypeID), Name(name), ApplicationName(applicationName),
       ExecutablePath(executablePath), DefaultQueue(defaultQueue),
       GenericCommandLine(genericCommandLine), InputFileFilter(inputFileFilter),

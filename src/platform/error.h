@@ -11,7 +11,13 @@ class Quolix_Error
 {
 public:
     // Answers as numbered here: 1 yes (or OK), 2 no, 4 cancel.
-    enum Answer { AnswerNone = 0, AnswerYes = 1, AnswerNo = 2, AnswerCancel = 4 };
+    enum Answer
+    {
+        AnswerNone = 0,
+        AnswerYes = 1,
+        AnswerNo = 2,
+        AnswerCancel = 4
+    };
     // Modes: 1 a warning with OK, 2 a question with Yes and No,
     // 5 a question with Yes, No and Cancel.
     static int ReportWarning(const QString& title, const QString& text, int mode,

@@ -6,7 +6,10 @@
 class Quolix_FileSys
 {
 public:
-    enum FileType { OmbrixOutputFile = 1 };
+    enum FileType
+    {
+        OmbrixOutputFile = 1
+    };
 
     // Where help pages are looked for; set by ApplicationInit.
     static QString m_appHelpDirPath;

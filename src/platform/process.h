@@ -19,8 +19,16 @@ class Quolix_Process : public QProcess
     Q_OBJECT
 
 public:
-    enum ShowWindowEnum { NoWindow = 0, ShowWindow = 1 };
-    enum BlockEnum { NonBlocking = 0, Blocking = 1 };
+    enum ShowWindowEnum
+    {
+        NoWindow = 0,
+        ShowWindow = 1
+    };
+    enum BlockEnum
+    {
+        NonBlocking = 0,
+        Blocking = 1
+    };
 
     Quolix_Process(QWidget* parentWidget, const QString& organisation, const QString& name,
                    int showWindow, bool reserved);

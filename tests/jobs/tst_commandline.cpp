@@ -26,7 +26,8 @@ private slots:
     {
         const Tavrol_Job job = MakeJob("/g16/g16", "@EXEFILE @INFILE @OUTFILE");
         QString arguments;
-        QCOMPARE(job.CommandLine(&arguments), QStringLiteral("/g16/g16 /data/in.gjf /data/out.log"));
+        QCOMPARE(job.CommandLine(&arguments),
+                 QStringLiteral("/g16/g16 /data/in.gjf /data/out.log"));
         QCOMPARE(arguments, QStringLiteral(" /data/in.gjf /data/out.log"));
         QCOMPARE(job.CommandLine(), QStringLiteral("/g16/g16 /data/in.gjf /data/out.log"));
     }
@@ -52,22 +53,25 @@ private slots:
         const Tavrol_Job job = MakeJob("/g16/cubman", CubmanTemplate);
         QString arguments;
         const QString result = job.CommandLine(&arguments);
-        QCOMPARE(result, QStringLiteral("/g16/cubman\n@KIND\n/data/in.gjf\ny\n/data/out.log\ny\n@SCALE\n"));
+        QCOMPARE(result,
+                 QStringLiteral("/g16/cubman\n@KIND\n/data/in.gjf\ny\n/data/out.log\ny\n@SCALE\n"));
         QCOMPARE(arguments, QStringLiteral("\n@KIND\n/data/in.gjf\ny\n/data/out.log\ny\n@SCALE\n"));
     }
 
     void cubmanTestIgnoresCase()
     {
-        const Tavrol_Job job = MakeJob("/g16/CUBMAN", "@EXEFILE\n@INFILE1\nY\n@infile2\nY\n@OUTFILE\n");
-        QCOMPARE(job.CommandLine(), QStringLiteral("/g16/CUBMAN\n/data/in.gjf\nY\n/data/out.log\n"));
+        const Tavrol_Job job =
+            MakeJob("/g16/CUBMAN", "@EXEFILE\n@INFILE1\nY\n@infile2\nY\n@OUTFILE\n");
+        QCOMPARE(job.CommandLine(),
+                 QStringLiteral("/g16/CUBMAN\n/data/in.gjf\nY\n/data/out.log\n"));
     }
 
     void cubmanWithSecondInputKeepsItsLines()
     {
         Tavrol_Job job = MakeJob("/g16/cubman", CubmanTemplate);
         job.InputFilePath2 = QStringLiteral("/data/b.cube");
-        QCOMPARE(job.CommandLine(),
-                 QStringLiteral("/g16/cubman\n@KIND\n/data/in.gjf\ny\n/data/b.cube\ny\n/data/out.log\ny\n@SCALE\n"));
+        QCOMPARE(job.CommandLine(), QStringLiteral("/g16/cubman\n@KIND\n/data/in.gjf\ny\n/data/"
+                                                   "b.cube\ny\n/data/out.log\ny\n@SCALE\n"));
     }
 
     void cubmanTemplateWithoutTheExactTextKeepsInfile2()
@@ -81,12 +85,14 @@ private slots:
     {
         const Tavrol_Job job = MakeJob("/g16/formchk", CubmanTemplate);
         QCOMPARE(job.CommandLine(),
-                 QStringLiteral("/g16/formchk\n@KIND\n/data/in.gjf\ny\n\ny\n/data/out.log\ny\n@SCALE\n"));
+                 QStringLiteral(
+                     "/g16/formchk\n@KIND\n/data/in.gjf\ny\n\ny\n/data/out.log\ny\n@SCALE\n"));
     }
 
     void placeholderWithoutPairSurvives()
     {
-        const Tavrol_Job job = MakeJob("/g16/cubegen", "@EXEFILE @MEMORY @KIND @INFILE @OUTFILE @NPTS");
+        const Tavrol_Job job =
+            MakeJob("/g16/cubegen", "@EXEFILE @MEMORY @KIND @INFILE @OUTFILE @NPTS");
         QString arguments;
         job.CommandLine(&arguments);
         QCOMPARE(arguments, QStringLiteral(" @MEMORY @KIND /data/in.gjf /data/out.log @NPTS"));
@@ -97,7 +103,8 @@ private slots:
         Tavrol_Job job = MakeJob("/g16/cubegen", "@EXEFILE @KIND @INFILE");
         job.Replacements = {{QStringLiteral("@kind"), QStringLiteral("density=scf")}};
         QString arguments;
-        QCOMPARE(job.CommandLine(&arguments), QStringLiteral("/g16/cubegen density=scf /data/in.gjf"));
+        QCOMPARE(job.CommandLine(&arguments),
+                 QStringLiteral("/g16/cubegen density=scf /data/in.gjf"));
         QCOMPARE(arguments, QStringLiteral(" density=scf /data/in.gjf"));
     }
 

@@ -223,20 +223,33 @@ private slots:
         QTest::addColumn<QString>("filter");
         QTest::addColumn<QString>("input");
         QTest::addColumn<QString>("output");
-        QTest::newRow("first pattern only")
-            << "Gaussian Formatted Checkpoint Files (*.fchk *.fch)" << "/d/mol.chk"
-            << "/d/mol.fchk";
-        QTest::newRow("no pattern") << "Gaussian Log Files" << "/d/mol.gjf" << "";
-        QTest::newRow("star dot star") << "All (*.*)" << "/d/mol.gjf" << "/d/mol";
-        QTest::newRow("input without suffix") << "Logs (*.log)" << "/d/mol" << "/d/mol.log";
-        QTest::newRow("ombrix new") << "Ombrix Output Files (*.out *.oout)" << "/d/a.odat"
+        QTest::newRow("first pattern only") << "Gaussian Formatted Checkpoint Files (*.fchk *.fch)"
+                                            << "/d/mol.chk"
+                                            << "/d/mol.fchk";
+        QTest::newRow("no pattern") << "Gaussian Log Files"
+                                    << "/d/mol.gjf"
+                                    << "";
+        QTest::newRow("star dot star") << "All (*.*)"
+                                       << "/d/mol.gjf"
+                                       << "/d/mol";
+        QTest::newRow("input without suffix") << "Logs (*.log)"
+                                              << "/d/mol"
+                                              << "/d/mol.log";
+        QTest::newRow("ombrix new") << "Ombrix Output Files (*.out *.oout)"
+                                    << "/d/a.odat"
                                     << "/d/a.oout";
-        QTest::newRow("ombrix old") << "Ombrix Output Files (*.out *.oout)" << "/d/a.dat"
+        QTest::newRow("ombrix old") << "Ombrix Output Files (*.out *.oout)"
+                                    << "/d/a.dat"
                                     << "/d/a.out";
-        QTest::newRow("ombrix lower case") << "ombrix output" << "/d/a.ODAT" << "/d/a.oout";
-        QTest::newRow("ombrix other suffix") << "OMBRIX OUTPUT files" << "/d/a.inp"
+        QTest::newRow("ombrix lower case") << "ombrix output"
+                                           << "/d/a.ODAT"
+                                           << "/d/a.oout";
+        QTest::newRow("ombrix other suffix") << "OMBRIX OUTPUT files"
+                                             << "/d/a.inp"
                                              << "/d/a.out";
-        QTest::newRow("no input") << "Logs (*.log)" << "" << "";
+        QTest::newRow("no input") << "Logs (*.log)"
+                                  << ""
+                                  << "";
     }
 
     void defaultOutputFilePath()

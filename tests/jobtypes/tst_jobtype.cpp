@@ -148,15 +148,24 @@ private slots:
         QTest::newRow("second pattern") << ombrix << "/data/x.odat" << true;
         QTest::newRow("no suffix") << ombrix << "/data/FILE" << false;
         QTest::newRow("other suffix") << ombrix << "/data/x.gjf" << false;
-        QTest::newRow("empty filter") << "" << "/data/x.dat" << false;
-        QTest::newRow("blank filter") << "   " << "/data/x.dat" << false;
-        QTest::newRow("star dot star") << "All Files (*.*)" << "/data/x.dat" << false;
-        QTest::newRow("prefix before pattern") << "Files (x*.dat)" << "/data/x.dat" << false;
-        QTest::newRow("word before parenthesis") << "dat files (*.gjf)" << "/data/dat" << false;
-        QTest::newRow("several groups") << "A (*.gjf) B (*.com)" << "/d/x.com" << true;
-        QTest::newRow("upper pattern") << "Inputs (*.GJF)" << "/d/x.gjf" << true;
-        QTest::newRow("last suffix only") << "Cube (*.cube)" << "/d/x.cube.bak" << false;
-        QTest::newRow("bare star dot") << "Odd (*.)" << "/d/noext" << true;
+        QTest::newRow("empty filter") << ""
+                                      << "/data/x.dat" << false;
+        QTest::newRow("blank filter") << "   "
+                                      << "/data/x.dat" << false;
+        QTest::newRow("star dot star") << "All Files (*.*)"
+                                       << "/data/x.dat" << false;
+        QTest::newRow("prefix before pattern") << "Files (x*.dat)"
+                                               << "/data/x.dat" << false;
+        QTest::newRow("word before parenthesis") << "dat files (*.gjf)"
+                                                 << "/data/dat" << false;
+        QTest::newRow("several groups") << "A (*.gjf) B (*.com)"
+                                        << "/d/x.com" << true;
+        QTest::newRow("upper pattern") << "Inputs (*.GJF)"
+                                       << "/d/x.gjf" << true;
+        QTest::newRow("last suffix only") << "Cube (*.cube)"
+                                          << "/d/x.cube.bak" << false;
+        QTest::newRow("bare star dot") << "Odd (*.)"
+                                       << "/d/noext" << true;
     }
 
     void handlesInputFile()
