@@ -189,18 +189,14 @@ void Tavrol_Job::SetDefaultOutputFilePath()
         Quolix_FileSys::SetFileExtension(OutputFilePath, Quolix_FileSys::OmbrixOutputFile, mode);
         return;
     }
-    QString patterns = filter;
-    patterns.replace(QLatin1Char('('), QLatin1Char(' '));
-    patterns.replace(QLatin1Char(')'), QLatin1Char(' '));
-    const QStringList parts = patterns.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    for (QString part : parts) {
-        if (!part.startsWith(QLatin1String("*.")))
-            continue;
-        OutputFilePath = InputFilePath;
-        part.remove(QLatin1Char('*'));
-        Quolix_FileSys::SetFileExtension(OutputFilePath, part);
+    // Only the first pattern counts.
+    const QStringList patterns = Tavrol_JobType::FilterPatterns(filter);
+    if (patterns.isEmpty())
         return;
-    }
+    OutputFilePath = InputFilePath;
+    QString extension = patterns.first();
+    extension.remove(QLatin1Char('*'));
+    Quolix_FileSys::SetFileExtension(OutputFilePath, extension);
 }
 
 QString Tavrol_Job::CommandLine(QString* arguments) const

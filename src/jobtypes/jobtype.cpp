@@ -73,18 +73,23 @@ bool Tavrol_JobType::UsesInputFile2() const
 bool Tavrol_JobType::HandlesInputFile(const QString& filePath) const
 {
     const QString suffix = QFileInfo(filePath).suffix();
-    QString filter = InputFileFilter.trimmed();
-    if (filter.isEmpty())
-        return false;
-    filter.replace(QLatin1Char('('), QLatin1Char(' '));
-    filter.replace(QLatin1Char(')'), QLatin1Char(' '));
-    const QStringList parts = filter.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-    for (QString part : parts) {
-        if (!part.startsWith(QLatin1String("*.")))
-            continue;
-        part.remove(QLatin1String("*."));
-        if (part.compare(suffix, Qt::CaseInsensitive) == 0)
+    for (QString pattern : FilterPatterns(InputFileFilter.trimmed())) {
+        pattern.remove(QLatin1String("*."));
+        if (pattern.compare(suffix, Qt::CaseInsensitive) == 0)
             return true;
     }
     return false;
+}
+
+QStringList Tavrol_JobType::FilterPatterns(const QString& filter)
+{
+    QString words = filter;
+    words.replace(QLatin1Char('('), QLatin1Char(' '));
+    words.replace(QLatin1Char(')'), QLatin1Char(' '));
+    QStringList patterns;
+    for (const QString& part : words.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        if (part.startsWith(QLatin1String("*.")))
+            patterns << part;
+    }
+    return patterns;
 }

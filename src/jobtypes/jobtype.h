@@ -26,6 +26,10 @@ public:
     bool UsesInputFile2() const;
     bool HandlesInputFile(const QString& filePath) const;
 
+    // The parts of a file dialog filter that begin with "*.", in order: the
+    // words before a parenthesis and any part with text before "*." drop out.
+    static QStringList FilterPatterns(const QString& filter);
+
     // The queue name that a DefaultQueueID of the table stands for; empty for
     // any number but 0, 1 and 2.
     static QString QueueNameFromID(int defaultQueueID);

@@ -330,44 +330,41 @@ void Tavrol_AppWindow::SetLastDirectory(const QString& path)
     QDir::setCurrent(path);
 }
 
+namespace {
+
+using JobsLoader = std::vector<Tavrol_Job> (Tavrol_Database::*)();
+
 // A project that brings jobs brings its queue paused; one without jobs leaves
 // the queue as it was.
-void Tavrol_AppWindow::ReloadLongQueue()
+void ReloadQueue(Tavrol_JobsQueueWidget* view, const QString& queueName, JobsLoader loadJobs)
 {
-    if (!m_longView)
+    if (!view)
         return;
     Tavrol_Database* database = CurrentDatabase();
     if (!database) {
-        m_longView->ClearJobs();
+        view->ClearJobs();
         return;
     }
-    const int maximum = database->GetQueueMaxRunningJobs(QStringLiteral("Long"));
+    const int maximum = database->GetQueueMaxRunningJobs(queueName);
     if (maximum >= 0)
-        m_longView->SetMaxRunningJobs(maximum);
-    const std::vector<Tavrol_Job> jobs = database->LoadLongJobs();
+        view->SetMaxRunningJobs(maximum);
+    const std::vector<Tavrol_Job> jobs = (database->*loadJobs)();
     if (jobs.empty())
-        m_longView->ClearJobs();
+        view->ClearJobs();
     else
-        m_longView->LoadJobs(jobs);
+        view->LoadJobs(jobs);
+}
+
+} // namespace
+
+void Tavrol_AppWindow::ReloadLongQueue()
+{
+    ReloadQueue(m_longView, QStringLiteral("Long"), &Tavrol_Database::LoadLongJobs);
 }
 
 void Tavrol_AppWindow::ReloadShortQueue()
 {
-    if (!m_shortView)
-        return;
-    Tavrol_Database* database = CurrentDatabase();
-    if (!database) {
-        m_shortView->ClearJobs();
-        return;
-    }
-    const int maximum = database->GetQueueMaxRunningJobs(QStringLiteral("Short"));
-    if (maximum >= 0)
-        m_shortView->SetMaxRunningJobs(maximum);
-    const std::vector<Tavrol_Job> jobs = database->LoadShortJobs();
-    if (jobs.empty())
-        m_shortView->ClearJobs();
-    else
-        m_shortView->LoadJobs(jobs);
+    ReloadQueue(m_shortView, QStringLiteral("Short"), &Tavrol_Database::LoadShortJobs);
 }
 
 void Tavrol_AppWindow::ReloadFinishedJobs()
