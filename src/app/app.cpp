@@ -6,6 +6,7 @@
 #include "platform/filesys.h"
 #include "platform/process.h"
 #include "platform/registry.h"
+#include "server/messagesender.h"
 #include "window/appwindow.h"
 
 #include <QDir>
@@ -32,6 +33,7 @@ const char* const PrefsEnvironmentVariable = "TAVROLPREFS_DIR";
 const char* const PrefsDirName = ".tavrolprefs";
 const char* const BundleExecutable = "/Tavrol.app/Contents/MacOS/tavrol";
 const int RecentInputFilesLimit = 10;
+const int NotificationsAtExitMs = 2000;
 
 enum DebugBits
 {
@@ -192,6 +194,9 @@ void ApplicationTeardown()
     // never see a dangling one; the main object goes before the application.
     delete std::exchange(StartupProgress, nullptr);
     delete std::exchange(TavrolAppWindow, nullptr);
+    // Job notifications still on their way get a last moment to leave.
+    if (TavrolApplication)
+        Tavrol_MessageSender::FinishAll(NotificationsAtExitMs);
     delete std::exchange(TavrolApplication, nullptr);
     delete std::exchange(AppDirPath, nullptr);
     RetainBaseDir(std::exchange(AppBaseDir, nullptr));

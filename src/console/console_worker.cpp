@@ -159,12 +159,18 @@ void Tavrol_Console_Worker::ProcessCommand(const QString& typed)
     }
 }
 
+// `ps` runs here, on the console's own thread, so that the main thread never
+// waits for it; only the narrowing and the printing happen there.
 void Tavrol_Console_Worker::ListRunningJobs(bool onlyKnownJobTypes)
 {
+    std::vector<Tavrol_Process> rows;
+    Tavrol_Process::ReadProcessTable(rows);
     Tavrol_AppWindow* window = TavrolAppWindow;
-    RunOnMainThread([window, onlyKnownJobTypes] {
-        window->RunningJobsView()->SetOnlyKnownJobTypes(onlyKnownJobTypes);
-        window->RunningJobsView()->PrintList();
+    RunOnMainThread([window, onlyKnownJobTypes, &rows] {
+        Tavrol_RunningJobsWidget* view = window->RunningJobsView();
+        view->SetOnlyKnownJobTypes(onlyKnownJobTypes);
+        view->ShowProcessTable(std::move(rows));
+        view->PrintCurrentList();
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/filesys.h"
 #include "platform/process.h"
+#include "processes/process.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -46,8 +47,17 @@ Tavrol_Job& Tavrol_Job::operator=(const Tavrol_Job& other)
     return *this;
 }
 
+// A job that goes while its program still runs (at exit, one that the kill
+// loop passed over) takes the whole program with it, children first as Kill
+// does: the runner alone would end only the top process and leave its
+// children running with nobody to record them.
 Tavrol_Job::~Tavrol_Job()
 {
+    if (Process && Process->state() != QProcess::NotRunning && !Process->WasKilled) {
+        const int pid = Process->ProcessID();
+        if (pid > 0)
+            Tavrol_Process::KillChildProcesses(pid);
+    }
     delete Process;
 }
 

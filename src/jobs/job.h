@@ -67,6 +67,7 @@ public:
     bool Start();
     QProcessEnvironment Environment() const;
     void Kill();
+    // True when a notification is on its way; it is sent without waiting.
     bool SendNotification();
 
     // Splits expanded arguments at the first line feed: what follows is text

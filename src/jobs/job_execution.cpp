@@ -179,7 +179,10 @@ bool Tavrol_Job::SendNotification()
     if ((ClientNotification & 1) == 0)
         return false;
     const int exitCode = Process ? Process->exitCode() : 0;
-    return Tavrol_Message::Send(Tavrol_Message::JobFinishedMessage(*this, exitCode),
-                                QHostAddress(ClientAddress), static_cast<quint16>(ClientPort),
-                                Tavrol_Message::NotificationTimeoutMs);
+    // The message is made now, while the process can still tell its exit
+    // code; it travels from the event loop, so nobody waits for the client.
+    Tavrol_Message::Send(Tavrol_Message::JobFinishedMessage(*this, exitCode),
+                         QHostAddress(ClientAddress), static_cast<quint16>(ClientPort),
+                         Tavrol_Message::NotificationTimeoutMs);
+    return true;
 }

@@ -19,7 +19,6 @@ int DecimalOrMinusOne(const QString& text)
 }
 
 constexpr int KillSignal = 9;
-constexpr int PsTimeoutMs = 30000;
 
 } // namespace
 
@@ -68,14 +67,22 @@ int Tavrol_Process::ProcessGroupIDValue() const
     return DecimalOrMinusOne(ProcessGroupID);
 }
 
+QString Tavrol_Process::PsProgram()
+{
+    return QStringLiteral("ps");
+}
+
+QStringList Tavrol_Process::PsArguments()
+{
+    return {QStringLiteral("axo"),
+            QStringLiteral("user,pid,ppid,pgid,comm,start,time,state,command")};
+}
+
 bool Tavrol_Process::ReadProcessTable(std::vector<Tavrol_Process>& rows)
 {
     rows.clear();
     QProcess ps;
-    ps.start(
-        QStringLiteral("ps"),
-        {QStringLiteral("axo"), QStringLiteral("user,pid,ppid,pgid,comm,start,time,state,command")},
-        QIODevice::ReadWrite);
+    ps.start(PsProgram(), PsArguments(), QIODevice::ReadWrite);
     ps.waitForFinished(PsTimeoutMs);
     rows = ParseProcessTable(ps.readAllStandardOutput());
     return true;

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <sys/types.h>
 
@@ -30,6 +31,11 @@ public:
     int ParentProcessIDValue() const;
     int ProcessGroupIDValue() const;
     bool HasProcessID() const { return !ProcessID.isEmpty(); }
+
+    // The command that prints the process table, and the longest wait for it.
+    static QString PsProgram();
+    static QStringList PsArguments();
+    static constexpr int PsTimeoutMs = 30000;
 
     // Runs `ps` (waiting at most 30 seconds) and parses what it printed.
     // Always true; without `ps` the list is empty.

@@ -10,9 +10,15 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <utility>
 
-Tavrol_RunningJobsWidget::Tavrol_RunningJobsWidget(QWidget* parent) : QObject(nullptr)
+Tavrol_RunningJobsWidget::Tavrol_RunningJobsWidget(QWidget* parent)
+    : QObject(nullptr), m_reader(new Tavrol_ProcessTableReader(this))
 {
+    connect(m_reader, &Tavrol_ProcessTableReader::TableReadSignal, this, [this] {
+        ShowProcessTable(m_reader->Rows());
+        emit RefreshedSignal();
+    });
     if (IsGUIRunMode())
         m_frame = new QFrame(parent);
     Refresh();
@@ -68,8 +74,14 @@ void Tavrol_RunningJobsWidget::FilterByKnownJobTypes(const std::vector<Tavrol_Jo
 
 void Tavrol_RunningJobsWidget::Refresh()
 {
-    m_processes.clear();
-    Tavrol_Process::ReadProcessTable(m_processes);
+    std::vector<Tavrol_Process> rows;
+    Tavrol_Process::ReadProcessTable(rows);
+    ShowProcessTable(std::move(rows));
+}
+
+void Tavrol_RunningJobsWidget::ShowProcessTable(std::vector<Tavrol_Process> rows)
+{
+    m_processes = std::move(rows);
     if (m_processes.empty())
         return;
     std::vector<Tavrol_JobType> jobTypes;
@@ -87,6 +99,11 @@ const Tavrol_Process& Tavrol_RunningJobsWidget::CurrentProcess() const
 void Tavrol_RunningJobsWidget::PrintList()
 {
     Refresh();
+    PrintCurrentList();
+}
+
+void Tavrol_RunningJobsWidget::PrintCurrentList() const
+{
     Tavrol_Listing listing({QStringLiteral("User"), QStringLiteral("Process ID"),
                             QStringLiteral("Parent Process ID"), QStringLiteral("App Name"),
                             QStringLiteral("Status"), QStringLiteral("App Path"),
@@ -108,10 +125,10 @@ void Tavrol_RunningJobsWidget::ContextMenuSlot(QPoint)
 void Tavrol_RunningJobsWidget::OnlyShowJobsOfKnownJobTypesSlot()
 {
     // The box exists only in a window; its state is taken there.
-    Refresh();
+    m_reader->Start();
 }
 
 void Tavrol_RunningJobsWidget::RefreshSlot()
 {
-    Refresh();
+    m_reader->Start();
 }

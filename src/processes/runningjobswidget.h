@@ -1,6 +1,7 @@
 #pragma once
 
 #include "processes/process.h"
+#include "processes/processtablereader.h"
 
 #include <QObject>
 #include <QPoint>
@@ -25,8 +26,14 @@ public:
     explicit Tavrol_RunningJobsWidget(QWidget* parent = nullptr);
     ~Tavrol_RunningJobsWidget() override;
 
+    // Reads the table now, waiting for `ps`; at construction and for PrintList.
     void Refresh();
+    // Shows a table read elsewhere (off the main thread, or by the reader),
+    // narrowed as Refresh narrows it.
+    void ShowProcessTable(std::vector<Tavrol_Process> rows);
     void PrintList();
+    // Prints the rows as they stand, without reading the table again.
+    void PrintCurrentList() const;
 
     bool OnlyKnownJobTypes() const { return m_onlyKnownJobTypes; }
     void SetOnlyKnownJobTypes(bool only) { m_onlyKnownJobTypes = only; }
@@ -43,8 +50,13 @@ public:
     // final point, whichever the case.
     static QString NormalisedPath(const QString& path);
 
+signals:
+    // A refresh asked for by a slot has ended; the rows are new.
+    void RefreshedSignal();
+
 public slots:
     void ContextMenuSlot(QPoint position);
+    // These refresh from the event loop: `ps` runs beside it.
     void OnlyShowJobsOfKnownJobTypesSlot();
     void RefreshSlot();
 
@@ -52,6 +64,7 @@ private:
     void FilterByKnownJobTypes(const std::vector<Tavrol_JobType>& jobTypes);
 
     std::vector<Tavrol_Process> m_processes;
+    Tavrol_ProcessTableReader* m_reader = nullptr;
     bool m_onlyKnownJobTypes = true;
     Tavrol_Process m_noProcess;
     QFrame* m_frame = nullptr;

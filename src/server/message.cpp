@@ -2,23 +2,15 @@
 
 #include "app/globals.h"
 #include "jobs/job.h"
+#include "server/messagesender.h"
 
 #include <QHostAddress>
 #include <QIODevice>
 #include <QStringList>
 #include <QTcpSocket>
 #include <QTextStream>
-#include <QTimer>
-
-#include <atomic>
 
 namespace {
-
-std::atomic<int> socketsInFlight{0};
-
-// A socket that cannot finish its sending in this time is given up, so that a
-// peer that never reads cannot keep sockets alive without bound.
-constexpr int ReclaimDeadlineMs = 120000;
 
 enum class Trim
 {
@@ -105,22 +97,6 @@ void ApplyJobVariable(Tavrol_Request& request, const QString& line)
     request.JobVariables.emplace_back(line.left(equals), value);
 }
 
-// Deletes the socket once it has sent everything and disconnected, or has
-// failed, or has run out of time.
-void ReclaimWhenDone(QTcpSocket* socket)
-{
-    if (socket->state() == QAbstractSocket::UnconnectedState) {
-        socket->deleteLater();
-        return;
-    }
-    QObject::connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
-    QObject::connect(socket, &QAbstractSocket::errorOccurred, socket, &QObject::deleteLater);
-    QTimer::singleShot(ReclaimDeadlineMs, socket, [socket] {
-        socket->abort();
-        socket->deleteLater();
-    });
-}
-
 } // namespace
 
 void Tavrol_Message::ClassifyLine(Tavrol_Request& request, const QString& line)
@@ -188,33 +164,16 @@ QString Tavrol_Message::JobFinishedMessage(const Tavrol_Job& job, int exitCode)
     return lines.join(QLatin1Char('\n'));
 }
 
-// The order is kept as it stands: text into the stream first, then connect,
-// wait, close. There is no flush: close() makes the stream hand its text to the
-// socket, which sends it from the event loop, so the socket must outlive this
-// call.
-bool Tavrol_Message::Send(const QString& text, const QHostAddress& address, quint16 port,
-                          int connectTimeoutMs)
+// The text leaves in the local 8-bit encoding, as a text stream would write
+// it; the connect and the write go on from the event loop.
+Tavrol_MessageSender* Tavrol_Message::Send(const QString& text, const QHostAddress& address,
+                                           quint16 port, int connectTimeoutMs)
 {
-    auto* socket = new QTcpSocket();
-    ++socketsInFlight;
-    QObject::connect(socket, &QObject::destroyed, [] { --socketsInFlight; });
-
-    bool connected = false;
-    {
-        QTextStream stream(socket);
-        stream.setEncoding(QStringConverter::System);
-        stream << text;
-        socket->connectToHost(address, port, QIODevice::ReadWrite);
-        connected = socket->waitForConnected(connectTimeoutMs);
-        if (connected)
-            socket->waitForBytesWritten(BytesWrittenTimeoutMs);
-        socket->close();
-        ReclaimWhenDone(socket);
-    }
-    return connected;
+    return Tavrol_MessageSender::Start(text.toLocal8Bit(), address, port, connectTimeoutMs,
+                                       BytesWrittenTimeoutMs);
 }
 
-bool Tavrol_Message::SendTestMessage(const QString& clientName, quint16 port)
+Tavrol_MessageSender* Tavrol_Message::SendTestMessage(const QString& clientName, quint16 port)
 {
     return Send(TestMessage(clientName), QHostAddress(QHostAddress::LocalHost), port,
                 TestConnectTimeoutMs);
@@ -222,5 +181,5 @@ bool Tavrol_Message::SendTestMessage(const QString& clientName, quint16 port)
 
 int Tavrol_Message::SocketsInFlight()
 {
-    return socketsInFlight;
+    return Tavrol_MessageSender::InFlight();
 }

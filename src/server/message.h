@@ -9,6 +9,7 @@ class QHostAddress;
 class QIODevice;
 class QTcpSocket;
 class Tavrol_Job;
+class Tavrol_MessageSender;
 
 // One client request as it came off the wire: every value is kept as text;
 // numbers are read only where they are used.
@@ -46,8 +47,9 @@ class Tavrol_Message
 public:
     // Reads lines until the stream reports its end; nothing is waited for.
     static Tavrol_Request ReadRequest(QIODevice* device);
-    // The server's way: one wait of up to 30 seconds for the first data, then
-    // whatever has arrived. A client must write its whole message at once.
+    // A blocking read for a client of its own: one wait of up to 30 seconds
+    // for the first data, then whatever has arrived. The server does not
+    // wait; it reads with ReadRequest once the data is there.
     static Tavrol_Request ReceiveRequest(QTcpSocket* socket);
     // Files one line into the request; lines that match no key vanish.
     static void ClassifyLine(Tavrol_Request& request, const QString& line);
@@ -58,16 +60,15 @@ public:
     // server and the given exit code.
     static QString JobFinishedMessage(const Tavrol_Job& job, int exitCode);
 
-    // Streams text into a socket that is not yet connected, connects, waits up
-    // to connectTimeoutMs, waits for the write if connected, and closes. The
-    // bytes leave from the event loop after this returns; the socket then
-    // deletes itself. True if the connection was made.
-    static bool Send(const QString& text, const QHostAddress& address, quint16 port,
-                     int connectTimeoutMs);
+    // Sends text on a new connection and returns at once: the connect, waited
+    // for up to connectTimeoutMs, and the write go on from the event loop. The
+    // sender deletes itself when done and tells whether the peer was reached.
+    static Tavrol_MessageSender* Send(const QString& text, const QHostAddress& address,
+                                      quint16 port, int connectTimeoutMs);
     // The test message to this machine's own port, 1 second to connect.
-    static bool SendTestMessage(const QString& clientName, quint16 port);
+    static Tavrol_MessageSender* SendTestMessage(const QString& clientName, quint16 port);
 
-    // Sockets that Send made and that have not yet been reclaimed.
+    // Sends that have not yet finished.
     static int SocketsInFlight();
 
     static constexpr int TestConnectTimeoutMs = 1000;

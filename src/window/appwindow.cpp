@@ -9,6 +9,7 @@
 #include "platform/registry.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
+#include "server/requestserver.h"
 #include "store/database_manager.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
@@ -26,7 +27,6 @@
 #include <QMessageBox>
 #include <QPixmap>
 #include <QScreen>
-#include <QTcpServer>
 #include <QTimer>
 
 #include <algorithm>
@@ -72,11 +72,8 @@ Tavrol_AppWindow::~Tavrol_AppWindow()
     }
     delete m_console;
     m_console = nullptr;
-    if (m_server) {
-        m_server->close();
-        delete m_server;
-        m_server = nullptr;
-    }
+    delete m_server;
+    m_server = nullptr;
     if (TavrolAppWindow == this)
         TavrolAppWindow = nullptr;
 }

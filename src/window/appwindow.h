@@ -13,7 +13,6 @@ class QMenu;
 class QPushButton;
 class QSystemTrayIcon;
 class QTabWidget;
-class QTcpServer;
 class Tavrol_Console;
 class Tavrol_Database;
 class Tavrol_Job;
@@ -23,6 +22,7 @@ class Tavrol_FinishedJobsWidget;
 class Tavrol_JobTypesWidget;
 class Tavrol_LongJobsQueueWidget;
 class Tavrol_QueuelessJobsWidget;
+class Tavrol_RequestServer;
 class Tavrol_RunningJobsWidget;
 class Tavrol_ShortJobsQueueWidget;
 
@@ -66,8 +66,12 @@ public:
     void ReloadQueuelessList();
 
     void SubmitJobs(const QStringList& files, int queueSelector, int jobTypeId);
+    // A client's "submitjob": directly into a queue, or through the user's check.
+    void SubmitRequestedJob(const Tavrol_Request& request);
 
-    const QStringList& ClientNameList() const { return m_clientNameList; }
+    // The client names that the request server has seen.
+    const QStringList& ClientNameList() const;
+    Tavrol_RequestServer* RequestServer() const { return m_server; }
 
     // The about box's text: title, platform, and the maker's notice.
     static QString AboutText();
@@ -87,16 +91,14 @@ public slots:
     void UpdateMenusSlot();
     void SystemTrayShowWindowSlot();
     void SystemTrayHideWindowSlot();
-    void NewConnectionToServerSlot();
+    void ShowRequestedSlot();
+    void HideRequestedSlot();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void StartServer();
-    void ProcessRequest();
-    void CarryOut(const Tavrol_Request& request);
-    void SubmitRequestedJob(const Tavrol_Request& request);
     void SubmitConfirmedRequest(const Tavrol_SubmitRequest& submission);
     void AddJobToQueue(std::unique_ptr<Tavrol_Job> job);
 
@@ -135,8 +137,6 @@ private:
     QAction* m_showAction = nullptr;
     QAction* m_hideAction = nullptr;
     QAction* m_exitAction = nullptr;
-    bool m_connectionBusy = false;
-    QTcpServer* m_server = nullptr;
-    QStringList m_clientNameList;
+    Tavrol_RequestServer* m_server = nullptr;
     Qt::WindowFlags m_windowFlags;
 };

@@ -2,17 +2,26 @@
 
 #include "app/globals.h"
 #include "jobs/job.h"
+#include "server/messagesender.h"
 #include "testsupport.h"
 
 #include <QBuffer>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QScopeGuard>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QtTest>
 
 #include <memory>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 using Variables = std::vector<std::pair<QString, QString>>;
 
@@ -197,6 +206,8 @@ private slots:
     void sendDeliversExactBytesAfterReturn();
     void sendTestMessageReachesLocalPort();
     void sendToClosedPortFails();
+    void sendToPeerThatNeverAcceptsGivesUpInTime();
+    void sendToPeerThatNeverReadsFinishes();
     void sentSocketsAreReclaimed();
 };
 
@@ -667,6 +678,7 @@ void TestMessage::sendTestMessageReachesLocalPort()
     QCOMPARE(ReceiveAll(server), QByteArray("clientname=TavrolConsole\naction=test"));
 }
 
+// The sender returns at once and tells later that nobody was there.
 void TestMessage::sendToClosedPortFails()
 {
     quint16 port = 0;
@@ -675,13 +687,72 @@ void TestMessage::sendToClosedPortFails()
         QVERIFY(server.listen(QHostAddress(QHostAddress::LocalHost), 0));
         port = server.serverPort();
     }
+    Tavrol_MessageSender* sender =
+        Tavrol_Message::Send(QStringLiteral("action=test"), QHostAddress(QHostAddress::LocalHost),
+                             port, Tavrol_Message::TestConnectTimeoutMs);
+    QVERIFY(sender);
+    QSignalSpy finished(sender, &Tavrol_MessageSender::FinishedSignal);
+    QVERIFY(finished.wait(20000));
+    QCOMPARE(finished.first().first().toBool(), false);
+    QTRY_COMPARE_WITH_TIMEOUT(Tavrol_Message::SocketsInFlight(), 0, 30000);
+}
+
+// A peer whose queue of connections is full never takes the connection: the
+// send gives up at its time limit, and the caller never waited for it.
+void TestMessage::sendToPeerThatNeverAcceptsGivesUpInTime()
+{
+    const int listener = ::socket(AF_INET, SOCK_STREAM, 0);
+    QVERIFY(listener >= 0);
+    const auto closeListener = qScopeGuard([listener] { ::close(listener); });
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    QCOMPARE(::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    QCOMPARE(::listen(listener, 0), 0);
+    socklen_t length = sizeof address;
+    QCOMPARE(::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length), 0);
+    const quint16 port = ntohs(address.sin_port);
+    // Fill the queue with connections that nobody accepts.
+    std::vector<std::unique_ptr<QTcpSocket>> fillers;
+    for (int i = 0; i < 4; ++i) {
+        fillers.push_back(std::make_unique<QTcpSocket>());
+        fillers.back()->connectToHost(QHostAddress(QHostAddress::LocalHost), port);
+        fillers.back()->waitForConnected(300);
+    }
+
     QElapsedTimer timer;
     timer.start();
-    QVERIFY(!Tavrol_Message::Send(QStringLiteral("action=test"),
-                                  QHostAddress(QHostAddress::LocalHost), port,
-                                  Tavrol_Message::TestConnectTimeoutMs));
-    QVERIFY(timer.elapsed() < 20000);
+    Tavrol_MessageSender* sender = Tavrol_Message::Send(
+        QStringLiteral("late"), QHostAddress(QHostAddress::LocalHost), port, 1500);
+    QVERIFY(timer.elapsed() < 100);
+    QSignalSpy finished(sender, &Tavrol_MessageSender::FinishedSignal);
+    QVERIFY(finished.wait(20000));
+    QCOMPARE(finished.first().first().toBool(), false);
+    QVERIFY(timer.elapsed() >= 1400);
     QTRY_COMPARE_WITH_TIMEOUT(Tavrol_Message::SocketsInFlight(), 0, 30000);
+}
+
+// A peer that takes the connection and never reads still gets the message:
+// it waits in the system's buffers, and the sender is done.
+void TestMessage::sendToPeerThatNeverReadsFinishes()
+{
+    QTcpServer server;
+    QVERIFY(server.listen(QHostAddress(QHostAddress::LocalHost), 0));
+    QElapsedTimer timer;
+    timer.start();
+    Tavrol_MessageSender* sender = Tavrol_Message::Send(
+        QStringLiteral("jobstatus=completed"), QHostAddress(QHostAddress::LocalHost),
+        server.serverPort(), Tavrol_Message::NotificationTimeoutMs);
+    QVERIFY(timer.elapsed() < 100);
+    QSignalSpy finished(sender, &Tavrol_MessageSender::FinishedSignal);
+    QVERIFY(finished.wait(20000));
+    QCOMPARE(finished.first().first().toBool(), true);
+    QTRY_VERIFY_WITH_TIMEOUT(server.hasPendingConnections() || server.waitForNewConnection(10),
+                             10000);
+    std::unique_ptr<QTcpSocket> peer(server.nextPendingConnection());
+    QByteArray received;
+    QTRY_COMPARE_WITH_TIMEOUT(received += peer->readAll(), QByteArray("jobstatus=completed"),
+                              10000);
 }
 
 void TestMessage::sentSocketsAreReclaimed()

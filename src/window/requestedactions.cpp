@@ -1,93 +1,53 @@
+// What the main object does for the requests of local clients: the server
+// reads and checks them, and hands over what they ask for.
 #include "window/appwindow.h"
 
 #include "app/globals.h"
 #include "jobs/job.h"
 #include "jobtypes/jobtype.h"
 #include "platform/computerdata.h"
-#include "server/clientcheck.h"
 #include "server/message.h"
+#include "server/requestserver.h"
 #include "server/submitrequest.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
 
-#include <QHostAddress>
 #include <QMainWindow>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QTimer>
-
-#include <memory>
-
-namespace {
-
-// While a request is in hand, a new connection looks again after this long.
-constexpr int BusyRetryMilliseconds = 100;
-// Connections that wait in the system's queue while requests are served one
-// at a time; a burst of clients (a script submitting many files) then waits
-// its turn instead of being turned away and retried a second later.
-constexpr int ListenBacklog = 1024;
-
-} // namespace
 
 // The last step of start-up. A failed listen is not reported: the instance
 // then simply has no clients.
 void Tavrol_AppWindow::StartServer()
 {
-    m_server = new QTcpServer(this);
-    m_server->setListenBacklogSize(ListenBacklog);
+    m_server = new Tavrol_RequestServer(this);
+    connect(m_server, &Tavrol_RequestServer::ShowSignal, this,
+            &Tavrol_AppWindow::ShowRequestedSlot);
+    connect(m_server, &Tavrol_RequestServer::HideSignal, this,
+            &Tavrol_AppWindow::HideRequestedSlot);
+    connect(m_server, &Tavrol_RequestServer::SubmitJobSignal, this,
+            &Tavrol_AppWindow::SubmitRequestedJob);
     const int port = (RunMode < 2 || RunMode > 5) ? Quolix_ComputerData::TavrolGUIPortNumber()
                                                   : Quolix_ComputerData::TavrolConsolePortNumber();
-    m_server->listen(QHostAddress(QHostAddress::LocalHost), static_cast<quint16>(port));
-    connect(m_server, &QTcpServer::newConnection, this,
-            &Tavrol_AppWindow::NewConnectionToServerSlot);
+    m_server->Listen(port);
 }
 
-// One request at a time: a connection that arrives during a request (a
-// dialog's loop lets it in) waits and looks again.
-void Tavrol_AppWindow::NewConnectionToServerSlot()
+const QStringList& Tavrol_AppWindow::ClientNameList() const
 {
-    if (m_connectionBusy) {
-        QTimer::singleShot(BusyRetryMilliseconds, this,
-                           &Tavrol_AppWindow::NewConnectionToServerSlot);
-        return;
-    }
-    ProcessRequest();
+    static const QStringList none;
+    return m_server ? m_server->ClientNameList() : none;
 }
 
-// Nothing is ever written back: every refusal is silent.
-void Tavrol_AppWindow::ProcessRequest()
+// The console has no window to show or hide.
+void Tavrol_AppWindow::ShowRequestedSlot()
 {
-    m_connectionBusy = true;
-    std::unique_ptr<QTcpSocket> socket(m_server ? m_server->nextPendingConnection() : nullptr);
-    if (!socket) {
-        m_connectionBusy = false;
-        return;
-    }
-    const Tavrol_Request request = Tavrol_Message::ReceiveRequest(socket.get());
-    if (Tavrol_ClientCheck::UserMayAsk(request.ClientUID, Quolix_ComputerData::UID()))
-        CarryOut(request);
-    socket->close();
-    socket.reset();
-    m_connectionBusy = false;
+    if (m_mainWindow)
+        ActivateMainWindow();
 }
 
-void Tavrol_AppWindow::CarryOut(const Tavrol_Request& request)
+void Tavrol_AppWindow::HideRequestedSlot()
 {
-    const QString action = request.Action.toLower();
-    if (action.isEmpty() || action == QLatin1String("test"))
-        return;
-    if (!request.ClientName.isEmpty() && !m_clientNameList.contains(request.ClientName))
-        m_clientNameList.append(request.ClientName);
-    if (action == QLatin1String("show")) {
-        if (m_mainWindow)
-            ActivateMainWindow();
-    } else if (action == QLatin1String("hide")) {
-        if (m_mainWindow)
-            m_mainWindow->setVisible(false);
-    } else if (action == QLatin1String("submitjob")) {
-        SubmitRequestedJob(request);
-    }
+    if (m_mainWindow)
+        m_mainWindow->setVisible(false);
 }
 
 void Tavrol_AppWindow::SubmitRequestedJob(const Tavrol_Request& request)
