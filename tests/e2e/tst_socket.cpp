@@ -4,6 +4,7 @@
 
 #include "consolesession.h"
 #include "platform/computerdata.h"
+#include "socketclient.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -21,8 +22,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using E2E::ClientRequest;
+using E2E::ConsolePort;
 using E2E::ConsoleSession;
 using E2E::Home;
+using E2E::Line;
+using E2E::Listener;
+using E2E::SendRequest;
+using E2E::Submission;
 
 namespace {
 
@@ -36,84 +43,6 @@ bool CopyExecutable(const QString& from, const QString& to)
                                          QFileDevice::ExeOwner | QFileDevice::ReadGroup |
                                          QFileDevice::ExeGroup | QFileDevice::ReadOther |
                                          QFileDevice::ExeOther);
-}
-
-// The client's own listener: every connection is one whole message.
-class Listener : public QObject
-{
-    Q_OBJECT
-
-public:
-    Listener()
-    {
-        m_server.listen(QHostAddress(QHostAddress::LocalHost), 0);
-        connect(&m_server, &QTcpServer::newConnection, this, &Listener::Accept);
-    }
-
-    quint16 Port() const { return m_server.serverPort(); }
-    const QList<QByteArray>& Messages() const { return m_messages; }
-
-private:
-    void Accept()
-    {
-        while (QTcpSocket* socket = m_server.nextPendingConnection()) {
-            auto buffer = std::make_shared<QByteArray>();
-            connect(socket, &QTcpSocket::readyRead, socket,
-                    [socket, buffer] { buffer->append(socket->readAll()); });
-            connect(socket, &QTcpSocket::disconnected, this, [this, socket, buffer] {
-                buffer->append(socket->readAll());
-                m_messages.append(*buffer);
-                socket->deleteLater();
-            });
-        }
-    }
-
-    QTcpServer m_server;
-    QList<QByteArray> m_messages;
-};
-
-QByteArray Line(const char* key, const QString& value)
-{
-    return QByteArray(key) + value.toLocal8Bit();
-}
-
-// A request with the client fields of this test and its listener.
-QByteArray ClientRequest(quint16 listenerPort, const QString& uid = QString::number(getuid()))
-{
-    return QByteArray("clientname=tester\nclientappname=tstsocket\nclientaddress=127.0.0.1\n") +
-           Line("clientport=", QString::number(listenerPort)) + "\n" + Line("clientuid=", uid) +
-           "\n" + Line("clientgid=", QString::number(getgid())) + "\nclientnotification=1\n";
-}
-
-QByteArray Submission(quint16 listenerPort, const QString& jobTypeName, const QString& queue,
-                      const QString& inputFile, const QString& jobName)
-{
-    return ClientRequest(listenerPort) + "action=submitjob\n" + Line("jobtypename=", jobTypeName) +
-           "\n" + Line("jobqueue=", queue) + "\n" + Line("jobinputfile=", inputFile) + "\n" +
-           Line("jobname=", jobName);
-}
-
-quint16 ConsolePort()
-{
-    return quint16(Quolix_ComputerData::TavrolConsolePortNumber());
-}
-
-// One message on one connection, written at once, as a client must.
-bool SendRequest(const QByteArray& message)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), ConsolePort());
-    if (!socket.waitForConnected(5000))
-        return false;
-    if (!message.isEmpty()) {
-        socket.write(message);
-        if (!socket.waitForBytesWritten(5000))
-            return false;
-    }
-    socket.disconnectFromHost();
-    if (socket.state() != QAbstractSocket::UnconnectedState)
-        socket.waitForDisconnected(5000);
-    return true;
 }
 
 QByteArray ExpectedNotification(quint16 listenerPort, const QString& status, int exitCode,

@@ -135,6 +135,7 @@ private slots:
     void failedJobHasNonZeroExitCode();
     void crashBySignalIsCrashed();
     void killedJobIsKilledAndItsChildrenDie();
+    void deletedRunningJobEndsItsWholeProgram();
     void killedJobWithExitCodeThreeIsKilled();
     void finishedWhenThereIsNoProcess();
     void missingProgramEndsWithoutHanging();
@@ -248,6 +249,26 @@ void TestJobExecution::killedJobIsKilledAndItsChildrenDie()
     QVERIFY(finished.wait(30000));
     QCOMPARE(job->Status, JobStatusKilled);
     QVERIFY(job->Process == nullptr);
+    for (const int child : children)
+        QTRY_VERIFY_WITH_TIMEOUT(!IsAlive(child), 30000);
+}
+
+// A job deleted while its program runs (at exit, one the kill loop passed
+// over) ends the program and its children, not the top process alone.
+void TestJobExecution::deletedRunningJobEndsItsWholeProgram()
+{
+    const QString input = Path(QStringLiteral("left.gjf"));
+    QVERIFY(WriteFile(input, "#standin sleep=300\n"));
+    auto job = MakeJob(MakeType(Standin(QStringLiteral("g16")), QStringLiteral("@EXEFILE @INFILE")),
+                       input);
+    QVERIFY(job->Start());
+    QVERIFY(job->Process->waitForStarted(30000));
+    const int pid = job->Process->ProcessID();
+    QTRY_VERIFY_WITH_TIMEOUT(!ChildrenOf(pid).empty(), 30000);
+    const std::vector<int> children = ChildrenOf(pid);
+
+    job.reset();
+    QVERIFY(!IsAlive(pid));
     for (const int child : children)
         QTRY_VERIFY_WITH_TIMEOUT(!IsAlive(child), 30000);
 }

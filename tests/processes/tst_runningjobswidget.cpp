@@ -5,6 +5,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -145,6 +146,26 @@ private slots:
         QVERIFY(HasHeadingRow(view.Processes()));
         QVERIFY(HasProcess(view.Processes(), sleeper.ProcessID()));
         QVERIFY(view.Processes().size() > 2);
+    }
+
+    // The refresh slot does not wait for `ps`: the rows come with the signal.
+    void refreshSlotReadsTheTableBesideTheEventLoop()
+    {
+        QTemporaryDir dir;
+        OwnSleeper sleeper(dir);
+        Tavrol_JobType::SetAll({TypeFor(dir.filePath(QStringLiteral("nothing-here")))});
+        Tavrol_RunningJobsWidget view;
+        QVERIFY(view.Processes().empty());
+        Tavrol_JobType::SetAll({TypeFor(sleeper.Path())});
+        QSignalSpy refreshed(&view, &Tavrol_RunningJobsWidget::RefreshedSignal);
+        view.RefreshSlot();
+        view.RefreshSlot(); // a second call while one read runs changes nothing
+        QVERIFY(view.Processes().empty());
+        QVERIFY(refreshed.wait(30000));
+        QCOMPARE(view.Processes().size(), size_t(1));
+        QCOMPARE(view.Processes().front().ProcessIDValue(), sleeper.ProcessID());
+        QTest::qWait(200);
+        QCOMPARE(refreshed.count(), 1);
     }
 
     void withNoJobTypeKnownTheListIsNotNarrowed()
