@@ -86,6 +86,9 @@ Tavrol_App::Tavrol_App(int& argc, char** argv) : QApplication(argc, argv)
     Quolix_Registry::m_appDebugLevel = DebugLevel;
     Quolix_Registry::m_amsolEnabled = true;
     Quolix_Registry::m_RunningNTor2000 = true;
+    // Only the complete exit ends the process: closing a dialog, the start-up
+    // window or the main window never does.
+    setQuitOnLastWindowClosed(false);
 }
 
 Tavrol_App::~Tavrol_App() = default;
