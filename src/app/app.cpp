@@ -43,6 +43,41 @@ enum DebugBits
     AllDebugBits = 7
 };
 
+// Set while the application object is being made: a fatal message then
+// means that the toolkit could not start its platform.
+bool ConstructingApplication = false;
+
+QString EnvironmentText(const char* name)
+{
+    return qEnvironmentVariableIsSet(name)
+               ? QLatin1Char('"') + qEnvironmentVariable(name) + QLatin1Char('"')
+               : QStringLiteral("not set");
+}
+
+// The platform the toolkit tries when QT_QPA_PLATFORM does not name one.
+bool UsesDefaultPlatform()
+{
+    const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM");
+    return platform.isEmpty() || platform == QLatin1String("xcb");
+}
+
+// One line of our own that says why the start failed and what to do.
+QByteArray StartupFailureText()
+{
+    QString text;
+    if (IsGUIRunMode() && UsesDefaultPlatform()) {
+        text = QStringLiteral("tavrol: no usable display (DISPLAY is %1): the window cannot be "
+                              "shown. Start with \"-console\" to run without a window.")
+                   .arg(EnvironmentText("DISPLAY"));
+    } else {
+        const QString platform = qEnvironmentVariable("QT_QPA_PLATFORM", QStringLiteral("xcb"));
+        text = QStringLiteral("tavrol: the platform plugin \"%1\" cannot be loaded "
+                              "(QT_QPA_PLATFORM is %2, DISPLAY is %3).")
+                   .arg(platform, EnvironmentText("QT_QPA_PLATFORM"), EnvironmentText("DISPLAY"));
+    }
+    return text.toLocal8Bit();
+}
+
 // The teardown forgets AppBaseDir without deleting it, since code may still
 // hold a copy of the pointer; the directories are freed when the process ends.
 void RetainBaseDir(QDir* dir)
@@ -88,6 +123,9 @@ Tavrol_App::Tavrol_App(int& argc, char** argv) : QApplication(argc, argv)
     Quolix_Registry::m_appDebugLevel = DebugLevel;
     Quolix_Registry::m_amsolEnabled = true;
     Quolix_Registry::m_RunningNTor2000 = true;
+    // Only the complete exit ends the process: closing a dialog, the start-up
+    // window or the main window never does.
+    setQuitOnLastWindowClosed(false);
 }
 
 Tavrol_App::~Tavrol_App() = default;
@@ -158,7 +196,9 @@ bool ApplicationInit(int argc, char** argv, const QString& /*banner*/,
     // In place before the toolkit starts, so that its notices at start-up stay
     // off the terminal as well unless debugging is asked for.
     InstallDebugHandler();
+    ConstructingApplication = true;
     TavrolApplication = new Tavrol_App(ApplicationArgc, argv);
+    ConstructingApplication = false;
     // Numbers in command lines and database text keep a decimal point.
     std::setlocale(LC_NUMERIC, "C");
     QObject::connect(TavrolApplication, &QCoreApplication::aboutToQuit, TavrolApplication,
@@ -281,8 +321,8 @@ void DebugMessageHandler(QtMsgType type, const QMessageLogContext& /*context*/,
         return; // the one class with no bit of its own
     }
 
+    const QByteArray text = message.toLocal8Bit();
     if (DebugLevel & bit) {
-        const QByteArray text = message.toLocal8Bit();
         if (DebugFile) {
             DebugFile->write(prefix);
             DebugFile->write(text);
@@ -292,8 +332,20 @@ void DebugMessageHandler(QtMsgType type, const QMessageLogContext& /*context*/,
             std::fprintf(stderr, "%s %s\n", prefix, text.constData());
         }
     }
-    if (type == QtFatalMsg)
-        StopDebugOutput();
+    if (type != QtFatalMsg)
+        return;
+    // The process is about to end: whatever the debug options, its reason
+    // reaches the terminal.
+    if (!(DebugLevel & bit) || DebugFile)
+        std::fprintf(stderr, "%s %s\n", prefix, text.constData());
+    StopDebugOutput();
+    if (ConstructingApplication) {
+        // The toolkit found no platform to run on; that is a start-up failure
+        // with a reason, not a crash.
+        std::fprintf(stderr, "%s\n", StartupFailureText().constData());
+        std::fflush(nullptr);
+        std::_Exit(1);
+    }
 }
 
 void AddToRecentInputFiles(const QString& path)

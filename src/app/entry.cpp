@@ -7,11 +7,14 @@
 #include "window/appwindow.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QFileInfo>
 #include <QHostAddress>
 #include <QProcess>
 #include <QTcpSocket>
 #include <QTextStream>
+#include <QTimer>
+#include <QWidget>
 
 #include <cstdio>
 #include <cstring>
@@ -95,6 +98,32 @@ int EndResult()
 QString ProgramDirectory(const char* argv0)
 {
     return argv0 ? QFileInfo(QString::fromLocal8Bit(argv0)).absolutePath() : QString();
+}
+
+// The application does not end when its last window closes, so the start-up
+// window that shows the usage ends the event loop itself when it is closed.
+class Tavrol_QuitWhenClosed : public QObject
+{
+public:
+    explicit Tavrol_QuitWhenClosed(QObject* watched) : QObject(watched)
+    {
+        watched->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Close)
+            QTimer::singleShot(0, QCoreApplication::instance(), &QCoreApplication::quit);
+        return QObject::eventFilter(watched, event);
+    }
+};
+
+void QuitWhenStartupWindowCloses()
+{
+    QWidget* window = StartupProgress ? StartupProgress->Window() : nullptr;
+    if (window)
+        new Tavrol_QuitWhenClosed(window); // goes with the window
 }
 
 int RunEventLoopAndCleanUp()
@@ -224,8 +253,10 @@ int RunCommandLineResult(int result)
         // and the event loop runs until the user closes it.
         if (ExitStatusHint != 3)
             delete std::exchange(StartupProgress, nullptr);
-        if (QApplication::activeWindow())
+        if (QApplication::activeWindow()) {
+            QuitWhenStartupWindowCloses();
             return RunEventLoopAndCleanUp();
+        }
         ApplicationCleanup();
         return 0;
     default: {

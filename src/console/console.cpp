@@ -8,22 +8,15 @@
 
 #include <cstdio>
 
-namespace {
-// A worker stuck in a read of standard input cannot see the end of its
-// thread's loop; at teardown it is given this long before it is ended.
-constexpr unsigned long WorkerStopWaitMilliseconds = 2000;
-} // namespace
-
 Tavrol_Console::Tavrol_Console(QObject* parent) : QObject(parent) {}
 
 Tavrol_Console::~Tavrol_Console()
 {
     if (m_thread.isRunning()) {
+        // The wake-up ends a read of standard input and any wait for the
+        // main thread, so the worker leaves by itself.
         Stop();
-        if (!m_thread.wait(WorkerStopWaitMilliseconds)) {
-            m_thread.terminate();
-            m_thread.wait();
-        }
+        m_thread.wait();
     }
     if (!m_thread.isFinished())
         delete m_worker; // never moved to a thread that would delete it
@@ -49,6 +42,7 @@ void Tavrol_Console::QuitSlot() {}
 
 void Tavrol_Console::Stop()
 {
+    m_wake.Raise();
     m_thread.quit();
     m_thread.exit(0);
 }

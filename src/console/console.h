@@ -5,6 +5,8 @@
 #include <QString>
 #include <QThread>
 
+#include "console/consoleinput.h"
+
 class Tavrol_Console_Worker;
 
 // The console run modes' interface: a prompt on standard input and output in
@@ -23,8 +25,11 @@ public:
     void SetTitle(const QString& title) { m_title = title; }
     QString Title() const { return m_title; }
 
-    // Ends the worker thread's event loop; an armed prompt timer never fires again.
+    // Ends the worker thread's event loop, so that an armed prompt timer never
+    // fires again, and wakes a worker that waits for a line: it drops what it
+    // had read of that line and its thread ends on its own.
     void Stop();
+    const Tavrol_ConsoleWake& Wake() const { return m_wake; }
 
     Tavrol_Console_Worker* Worker() const; // null before RunSlot and after the thread ends
     QThread* Thread() { return &m_thread; }
@@ -36,6 +41,7 @@ public slots:
 private:
     QPointer<Tavrol_Console_Worker> m_worker; // deleted with its thread
 
+    Tavrol_ConsoleWake m_wake; // outlives the thread that reads through it
     QThread m_thread;
     QString m_title;
 };

@@ -2,6 +2,7 @@
 
 #include "app/globals.h"
 #include "console/console.h"
+#include "console/consoleinput.h"
 #include "jobtypes/jobtypeswidget.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
@@ -19,68 +20,117 @@
 #include <QTimer>
 
 #include <chrono>
+#include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
-#include <thread>
+#include <memory>
+#include <mutex>
+
+#include <unistd.h>
 
 namespace {
 
 constexpr int PromptRepeatMilliseconds = 100;
+// How often a thread that waits for the main thread looks at the wake-up.
+constexpr std::chrono::milliseconds WakeCheckInterval(50);
 
-QString Asked(const char* prompt)
+// One piece of work handed to the main thread, shared by both sides.
+struct MainThreadCall
 {
-    std::fputs(prompt, stdout);
-    std::fflush(stdout);
-    QString answer;
-    Tavrol_Console_Worker::ReadConsoleLine(answer);
-    return answer;
-}
+    enum State
+    {
+        Pending,
+        Running,
+        Done,
+        Dropped
+    };
+    std::mutex mutex;
+    std::condition_variable changed;
+    State state = Pending;
+};
 
 } // namespace
 
 Tavrol_Console_Worker::Tavrol_Console_Worker(Tavrol_Console* console) : m_console(console) {}
 
-void Tavrol_Console_Worker::RunOnMainThread(const std::function<void()>& work)
+bool Tavrol_Console_Worker::RunOnMainThread(const std::function<void()>& work,
+                                            const Tavrol_ConsoleWake* wake)
 {
     QCoreApplication* application = QCoreApplication::instance();
     if (!application || QThread::currentThread() == application->thread()) {
         work();
-        return;
+        return true;
     }
-    QMetaObject::invokeMethod(application, work, Qt::BlockingQueuedConnection);
+    const auto call = std::make_shared<MainThreadCall>();
+    QMetaObject::invokeMethod(
+        application,
+        [call, work] {
+            {
+                const std::lock_guard<std::mutex> lock(call->mutex);
+                if (call->state == MainThreadCall::Dropped)
+                    return; // the caller gave up and its locals are gone
+                call->state = MainThreadCall::Running;
+            }
+            work();
+            {
+                const std::lock_guard<std::mutex> lock(call->mutex);
+                call->state = MainThreadCall::Done;
+            }
+            call->changed.notify_all();
+        },
+        Qt::QueuedConnection);
+    std::unique_lock<std::mutex> lock(call->mutex);
+    for (;;) {
+        if (call->state == MainThreadCall::Done)
+            return true;
+        // Work the main thread has begun is waited for to its end.
+        if (call->state == MainThreadCall::Pending && wake && wake->IsRaised()) {
+            call->state = MainThreadCall::Dropped;
+            return false;
+        }
+        call->changed.wait_for(lock, WakeCheckInterval);
+    }
 }
 
-void Tavrol_Console_Worker::ReadLine(std::FILE* stream, QString& line)
+bool Tavrol_Console_Worker::ReadLine(int descriptor, QString& line, const Tavrol_ConsoleWake* wake)
 {
-    char buffer[ReadBufferSize];
-    int length = 0;
-    for (;;) {
-        const int character = std::getc(stream);
-        if (character == EOF) {
-            // The end of the input is no stop: more may come, so look again
-            // after a pause instead of spinning.
-            std::clearerr(stream);
-            std::this_thread::sleep_for(std::chrono::milliseconds(EndOfInputRetryMilliseconds));
-            continue;
-        }
-        if (character == '\n')
-            break;
-        if (length < ReadBufferSize - 1)
-            buffer[length++] = static_cast<char>(character);
-        // else: the line is longer than the buffer; the rest of it is dropped.
-    }
-    buffer[length] = '\0';
-    line = QString::fromLatin1(buffer).trimmed(); // a zero byte ends the text, as in C
+    return Tavrol_ReadConsoleLine(descriptor, wake, line);
 }
 
 void Tavrol_Console_Worker::ReadConsoleLine(QString& line)
 {
-    ReadLine(stdin, line);
+    ReadLine(STDIN_FILENO, line);
+}
+
+const Tavrol_ConsoleWake* Tavrol_Console_Worker::Wake() const
+{
+    return m_console ? &m_console->Wake() : nullptr;
+}
+
+bool Tavrol_Console_Worker::Stopping() const
+{
+    const Tavrol_ConsoleWake* wake = Wake();
+    return wake && wake->IsRaised();
+}
+
+bool Tavrol_Console_Worker::OnMainThread(const std::function<void()>& work) const
+{
+    return RunOnMainThread(work, Wake());
+}
+
+bool Tavrol_Console_Worker::Ask(const char* prompt, QString& answer) const
+{
+    std::fputs(prompt, stdout);
+    std::fflush(stdout);
+    return ReadLine(STDIN_FILENO, answer, Wake());
 }
 
 void Tavrol_Console_Worker::InteractSlot()
 {
     for (;;) {
         InteractOnce();
+        if (Stopping())
+            return; // the thread is ending: no further prompt
         QCoreApplication::processEvents();
         if (!NoEventLoop) {
             QTimer::singleShot(PromptRepeatMilliseconds, this,
@@ -92,17 +142,21 @@ void Tavrol_Console_Worker::InteractSlot()
 
 void Tavrol_Console_Worker::InteractOnce()
 {
-    const QString line = Asked("<Tavrol> ");
+    QString line;
+    if (!Ask("<Tavrol> ", line))
+        return;
     const QString lowered = line.toLower();
     if (lowered != QLatin1String("quit") && lowered != QLatin1String("exit")) {
         ProcessCommand(line);
         return;
     }
-    const QString answer =
-        Asked("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ").toLower();
+    QString answer;
+    if (!Ask("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ", answer))
+        return;
+    answer = answer.toLower();
     if (answer == QLatin1String("yes") || answer == QLatin1String("y") ||
         answer == QLatin1String("1")) {
-        RunOnMainThread([] {
+        OnMainThread([] {
             if (TavrolAppWindow)
                 TavrolAppWindow->SystemTrayQuitSlot();
         });
@@ -117,19 +171,19 @@ void Tavrol_Console_Worker::ProcessCommand(const QString& typed)
     if (!window)
         return;
     if (command == QLatin1String("list long jobs")) {
-        RunOnMainThread([window] { window->LongJobsView()->PrintList(); });
+        OnMainThread([window] { window->LongJobsView()->PrintList(); });
     } else if (command == QLatin1String("list short jobs")) {
-        RunOnMainThread([window] { window->ShortJobsView()->PrintList(); });
+        OnMainThread([window] { window->ShortJobsView()->PrintList(); });
     } else if (command == QLatin1String("list queueless jobs")) {
-        RunOnMainThread([window] { window->QueuelessJobsView()->PrintList(); });
+        OnMainThread([window] { window->QueuelessJobsView()->PrintList(); });
     } else if (command == QLatin1String("list running jobs")) {
         ListRunningJobs(true);
     } else if (command == QLatin1String("list all running jobs")) {
         ListRunningJobs(false);
     } else if (command == QLatin1String("list finished jobs")) {
-        RunOnMainThread([window] { window->FinishedJobsView()->PrintList(); });
+        OnMainThread([window] { window->FinishedJobsView()->PrintList(); });
     } else if (command == QLatin1String("list job types")) {
-        RunOnMainThread([window] { window->JobTypesView()->PrintList(); });
+        OnMainThread([window] { window->JobTypesView()->PrintList(); });
     } else if (command == QLatin1String("add job") || command == QLatin1String("submit job")) {
         const int queueID = AskQueue();
         if (queueID >= 0)
@@ -166,7 +220,7 @@ void Tavrol_Console_Worker::ListRunningJobs(bool onlyKnownJobTypes)
     std::vector<Tavrol_Process> rows;
     Tavrol_Process::ReadProcessTable(rows);
     Tavrol_AppWindow* window = TavrolAppWindow;
-    RunOnMainThread([window, onlyKnownJobTypes, &rows] {
+    OnMainThread([window, onlyKnownJobTypes, &rows] {
         Tavrol_RunningJobsWidget* view = window->RunningJobsView();
         view->SetOnlyKnownJobTypes(onlyKnownJobTypes);
         view->ShowProcessTable(std::move(rows));
@@ -184,7 +238,7 @@ void Tavrol_Console_Worker::AddJob(int queueID)
         return;
     Tavrol_AppWindow* window = TavrolAppWindow;
     const int jobTypeID = jobType.JobTypeID;
-    RunOnMainThread([window, queueID, path, jobTypeID] {
+    OnMainThread([window, queueID, path, jobTypeID] {
         if (queueID == 0)
             window->LongJobsView()->AddJobFromFile(path, jobTypeID);
         else if (queueID == 1)
@@ -197,7 +251,10 @@ void Tavrol_Console_Worker::AddJob(int queueID)
 int Tavrol_Console_Worker::AskQueue()
 {
     for (;;) {
-        const QString answer = Asked("\n<Tavrol> Enter Queue:  ").toLower();
+        QString answer;
+        if (!Ask("\n<Tavrol> Enter Queue:  ", answer))
+            return -1;
+        answer = answer.toLower();
         if (answer == QLatin1String("long"))
             return 0;
         if (answer == QLatin1String("short"))
@@ -213,15 +270,17 @@ int Tavrol_Console_Worker::AskQueue()
 Tavrol_JobType Tavrol_Console_Worker::AskJobType()
 {
     for (;;) {
-        const QString answer = Asked("\n<Tavrol> Enter Job Type:  ");
+        QString answer;
+        if (!Ask("\n<Tavrol> Enter Job Type:  ", answer))
+            return Tavrol_JobType();
         Tavrol_JobType jobType;
-        RunOnMainThread([&jobType, &answer] { jobType = Tavrol_JobType::ByName(answer); });
+        OnMainThread([&jobType, &answer] { jobType = Tavrol_JobType::ByName(answer); });
         if (jobType.IsValid())
             return jobType;
         bool isNumber = false;
         const int jobTypeID = answer.toInt(&isNumber, 10);
         if (isNumber) {
-            RunOnMainThread([&jobType, jobTypeID] { jobType = Tavrol_JobType::ByID(jobTypeID); });
+            OnMainThread([&jobType, jobTypeID] { jobType = Tavrol_JobType::ByID(jobTypeID); });
             if (jobType.IsValid())
                 return jobType;
         }
@@ -234,7 +293,9 @@ Tavrol_JobType Tavrol_Console_Worker::AskJobType()
 QString Tavrol_Console_Worker::AskInputFile()
 {
     for (;;) {
-        const QString answer = Asked("\n<Tavrol> Enter Input File:  ");
+        QString answer;
+        if (!Ask("\n<Tavrol> Enter Input File:  ", answer))
+            return QString();
         if (!answer.isEmpty() && QFile::exists(answer))
             return answer;
         if (answer == QLatin1String("cancel"))

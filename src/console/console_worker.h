@@ -5,10 +5,10 @@
 #include <QObject>
 #include <QString>
 
-#include <cstdio>
 #include <functional>
 
 class Tavrol_Console;
+class Tavrol_ConsoleWake;
 
 // One prompt and one command per pass. Reads standard input, and calls into
 // the views and the main object on the main thread, waiting there for each
@@ -19,12 +19,6 @@ class Tavrol_Console_Worker : public QObject
     Q_OBJECT
 
 public:
-    // A line is read into a buffer of this many bytes; a longer line is cut to
-    // what fits and the rest of it is dropped.
-    static constexpr int ReadBufferSize = 1040;
-    // At the end of the input the reader tries again after this pause.
-    static constexpr int EndOfInputRetryMilliseconds = 50;
-
     explicit Tavrol_Console_Worker(Tavrol_Console* console);
 
     void ProcessCommand(const QString& line);
@@ -32,16 +26,20 @@ public:
     // One line of standard input, trimmed. Never returns at the end of the
     // input: it waits for more.
     static void ReadConsoleLine(QString& line);
-    // The same over any stream; a stream at its end is polled again after a pause.
-    static void ReadLine(std::FILE* stream, QString& line);
+    // The same over any descriptor; at its end it is looked at again after a
+    // pause. False, with an empty line, once the wake-up is raised.
+    static bool ReadLine(int descriptor, QString& line, const Tavrol_ConsoleWake* wake = nullptr);
 
     int AskQueue();              // 0 long, 1 short, 2 queueless, -1 cancelled
     Tavrol_JobType AskJobType(); // invalid when cancelled
     QString AskInputFile();      // empty when cancelled
 
     // Runs work on the main thread and waits for it; runs it at once when
-    // already there.
-    static void RunOnMainThread(const std::function<void()>& work);
+    // already there. When the wake-up is raised before the main thread has
+    // taken the work up, the work is dropped and the result is false, so that
+    // a stopping console never waits on a main thread that waits for it.
+    static bool RunOnMainThread(const std::function<void()>& work,
+                                const Tavrol_ConsoleWake* wake = nullptr);
 
 signals:
     void QuitSignal();
@@ -50,6 +48,12 @@ public slots:
     void InteractSlot();
 
 private:
+    // Prints the prompt and reads the answer from standard input; false when
+    // the console is stopping.
+    bool Ask(const char* prompt, QString& answer) const;
+    bool Stopping() const;
+    const Tavrol_ConsoleWake* Wake() const;
+    bool OnMainThread(const std::function<void()>& work) const;
     void InteractOnce(); // one prompt and the command it reads
     void ListRunningJobs(bool onlyKnownJobTypes);
     void AddJob(int queueID);

@@ -12,6 +12,7 @@
 #include <QLibraryInfo>
 #include <QSqlDatabase>
 #include <QTemporaryDir>
+#include <QWidget>
 
 #include <clocale>
 #include <cstdio>
@@ -338,6 +339,22 @@ private slots:
         TavrolApplication->NewSlot();
         AppBaseDir = saved;
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(marker), 20000);
+    }
+
+    // Only the complete exit ends the process: the last window closing does not.
+    void closingTheLastWindowDoesNotQuit()
+    {
+        QVERIFY(!QGuiApplication::quitOnLastWindowClosed());
+        QWidget window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        bool closed = false;
+        QTimer::singleShot(0, &window, [&window, &closed] { closed = window.close(); });
+        // Runs only if the loop outlived the close of the last window.
+        QTimer::singleShot(200, &window, [] { QCoreApplication::exit(7); });
+        QCOMPARE(QApplication::exec(), 7);
+        QVERIFY(closed);
+        QVERIFY(!window.isVisible());
     }
 
     void quitSlotEndsTheEventLoop()

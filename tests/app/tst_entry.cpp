@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -396,8 +397,15 @@ private slots:
         QCOMPARE(StartupProgress, nullptr);
     }
 
+    // The application does not quit on its last window's close, so the help
+    // window ends the loop itself.
     void guiHelpKeepsTheStartupWindowUntilItIsClosed()
     {
+        const bool quitOnLastWindowClosed = QGuiApplication::quitOnLastWindowClosed();
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        const auto restore = qScopeGuard([quitOnLastWindowClosed] {
+            QGuiApplication::setQuitOnLastWindowClosed(quitOnLastWindowClosed);
+        });
         StartupProgress = new Quolix_Process(nullptr, "Zendara, Inc.", "TavrolGUI", 1, false);
         QPointer<Quolix_Process> progress(StartupProgress);
         QCOMPARE(ProcessCommandLine({"tavrol", "-help"}), 1);
@@ -412,7 +420,14 @@ private slots:
             QVERIFY(window->isVisible());
             window->close();
         });
+        // A loop that went on past the close would end with 7 here, and only
+        // after the deadline.
+        QObject deadline;
+        QTimer::singleShot(20000, &deadline, [] { QCoreApplication::exit(7); });
+        QElapsedTimer timer;
+        timer.start();
         QCOMPARE(RunResult(1), 0);
+        QVERIFY(timer.elapsed() < 20000);
         QVERIFY(loopRan);
         QVERIFY(progress.isNull()); // the cleanup deleted it
     }

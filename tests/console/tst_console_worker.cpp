@@ -5,6 +5,7 @@
 #include "app/globals.h"
 #include "console/console.h"
 #include "console/console_worker.h"
+#include "console/consoleinput.h"
 #include "jobs/queuelessjobslist.h"
 #include "store/database_manager.h"
 #include "testsupport.h"
@@ -12,6 +13,7 @@
 #include "window/appwindow.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -19,10 +21,14 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -41,11 +47,70 @@ QStringList ReadLines(const QByteArray& bytes, int count)
     QStringList lines;
     for (int index = 0; index < count; ++index) {
         QString line;
-        Tavrol_Console_Worker::ReadLine(stream, line);
+        Tavrol_Console_Worker::ReadLine(fileno(stream), line);
         lines.append(line);
     }
     std::fclose(stream);
     return lines;
+}
+
+// Bytes that wait unread in a pipe.
+int Unread(int descriptor)
+{
+    int count = -1;
+    return ioctl(descriptor, FIONREAD, &count) == 0 ? count : -1;
+}
+
+// Standard input or output swapped for another descriptor for as long as
+// the object lives.
+class Redirect
+{
+public:
+    Redirect(int standard, int replacement) : m_standard(standard), m_saved(dup(standard))
+    {
+        std::fflush(stdout);
+        dup2(replacement, standard);
+    }
+    ~Redirect()
+    {
+        std::fflush(stdout);
+        dup2(m_saved, m_standard);
+        close(m_saved);
+    }
+    Redirect(const Redirect&) = delete;
+    Redirect& operator=(const Redirect&) = delete;
+
+private:
+    int m_standard;
+    int m_saved;
+};
+
+// Both ends of a pipe, closed with the object.
+struct Pipe
+{
+    Pipe() { valid = pipe(ends) == 0; }
+    ~Pipe()
+    {
+        for (int end : ends) {
+            if (end >= 0)
+                close(end);
+        }
+    }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+    bool Write(const char* text) const
+    {
+        const auto length = ssize_t(std::strlen(text));
+        return write(ends[1], text, size_t(length)) == length;
+    }
+    int ends[2] = {-1, -1};
+    bool valid = false;
+};
+
+QByteArray FileContents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 double ProcessCpuSeconds()
@@ -143,7 +208,7 @@ private slots:
         std::atomic<bool> done{false};
         QString line;
         std::thread reader([&] {
-            Tavrol_Console_Worker::ReadLine(stream, line);
+            Tavrol_Console_Worker::ReadLine(fileno(stream), line);
             done = true;
         });
         const double before = ProcessCpuSeconds();
@@ -157,6 +222,156 @@ private slots:
         std::fclose(stream);
         QCOMPARE(line, QStringLiteral("abc"));
         QVERIFY2(used < 0.3, qPrintable(QString::number(used)));
+    }
+
+    // A wake-up ends the pause at the end of the input; the part of a line
+    // read so far is dropped.
+    void wakeEndsTheWaitAtTheEndOfInput()
+    {
+        std::FILE* stream = StreamOf("ab");
+        const int descriptor = fileno(stream);
+        Tavrol_ConsoleWake wake;
+        std::atomic<bool> done{false};
+        bool result = true;
+        QString line = QStringLiteral("old");
+        std::thread reader([&] {
+            result = Tavrol_Console_Worker::ReadLine(descriptor, line, &wake);
+            done = true;
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(lseek(descriptor, 0, SEEK_CUR), off_t(2), 5000);
+        QVERIFY(!done);
+        QElapsedTimer timer;
+        timer.start();
+        wake.Raise();
+        QTRY_VERIFY_WITH_TIMEOUT(done, 5000);
+        reader.join();
+        std::fclose(stream);
+        QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(!result);
+        QCOMPARE(line, QString());
+        // Raised stays raised: a later read ends at once.
+        std::FILE* more = StreamOf("next\n");
+        QVERIFY(!Tavrol_Console_Worker::ReadLine(fileno(more), line, &wake));
+        std::fclose(more);
+    }
+
+    // A read that waits on a pipe is woken, and leaves the rest of the input
+    // where it is.
+    void wakeEndsTheWaitOnAPipe()
+    {
+        Pipe input;
+        QVERIFY(input.valid);
+        Tavrol_ConsoleWake wake;
+        QVERIFY(wake.Descriptor() >= 0);
+        std::atomic<bool> done{false};
+        bool result = true;
+        QString line;
+        std::thread reader([&] {
+            result = Tavrol_Console_Worker::ReadLine(input.ends[0], line, &wake);
+            done = true;
+        });
+        QVERIFY(input.Write("pw"));
+        QTRY_COMPARE_WITH_TIMEOUT(Unread(input.ends[0]), 0, 5000);
+        QVERIFY(!done);
+        wake.Raise();
+        wake.Raise(); // twice is harmless
+        QTRY_VERIFY_WITH_TIMEOUT(done, 5000);
+        reader.join();
+        QVERIFY(!result);
+        QVERIFY(input.Write("d\n"));
+        QCOMPARE(Unread(input.ends[0]), 2);
+        // Without a wake-up the same descriptor reads as before.
+        QVERIFY(Tavrol_Console_Worker::ReadLine(input.ends[0], line));
+        QCOMPARE(line, QStringLiteral("d"));
+    }
+
+    // The console stops while its worker sits in its read of standard input
+    // with half a command typed: the thread ends on its own, at once, and the
+    // command is not carried out.
+    void stopEndsTheWorkerInItsRead()
+    {
+        Pipe input;
+        QVERIFY(input.valid);
+        const QString outputPath = m_dir.filePath(QStringLiteral("stop-output.txt"));
+        const int output =
+            open(QFile::encodeName(outputPath).constData(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        QVERIFY(output >= 0);
+        const QString before = QDir::currentPath();
+        qint64 stopMs = -1;
+        {
+            const Redirect in(STDIN_FILENO, input.ends[0]);
+            const Redirect out(STDOUT_FILENO, output);
+            Tavrol_Console console;
+            console.SetTitle(QStringLiteral("TavrolConsole 1.1.15, Unsaved Project"));
+            console.RunSlot();
+            QVERIFY(input.Write("cd /"));
+            QTRY_COMPARE_WITH_TIMEOUT(Unread(input.ends[0]), 0, 5000);
+            QVERIFY(console.Thread()->isRunning());
+            QElapsedTimer timer;
+            timer.start();
+            console.Stop();
+            QTRY_VERIFY_WITH_TIMEOUT(console.Thread()->isFinished(), 5000);
+            stopMs = timer.elapsed();
+            QTRY_VERIFY_WITH_TIMEOUT(!console.Worker(), 5000);
+            QVERIFY(input.Write("\n"));
+        }
+        close(output);
+        qInfo("the worker ended %lld ms after the stop", stopMs);
+        QVERIFY2(stopMs < 1000, qPrintable(QString::number(stopMs)));
+        QCOMPARE(Unread(input.ends[0]), 1); // nobody reads after the stop
+        QCOMPARE(QDir::currentPath(), before);
+        QCOMPARE(FileContents(outputPath),
+                 QByteArray("TavrolConsole 1.1.15, Unsaved Project\n\n<Tavrol> "));
+    }
+
+    // The teardown alone, with no stop before it, ends a worker in its read.
+    void teardownEndsTheWorkerInItsRead()
+    {
+        Pipe input;
+        QVERIFY(input.valid);
+        const int output = open("/dev/null", O_WRONLY);
+        QVERIFY(output >= 0);
+        qint64 teardownMs = -1;
+        {
+            const Redirect in(STDIN_FILENO, input.ends[0]);
+            const Redirect out(STDOUT_FILENO, output);
+            auto console = std::make_unique<Tavrol_Console>();
+            console->RunSlot();
+            QVERIFY(input.Write("x"));
+            QTRY_COMPARE_WITH_TIMEOUT(Unread(input.ends[0]), 0, 5000);
+            QElapsedTimer timer;
+            timer.start();
+            console.reset();
+            teardownMs = timer.elapsed();
+        }
+        close(output);
+        qInfo("the console was torn down in %lld ms", teardownMs);
+        QVERIFY2(teardownMs < 1000, qPrintable(QString::number(teardownMs)));
+    }
+
+    // Work that the main thread has not taken up when the console stops is
+    // dropped, so the worker never waits on a main thread that waits for it.
+    void runOnMainThreadDropsWorkAfterTheWake()
+    {
+        Tavrol_ConsoleWake wake;
+        std::atomic<bool> ran{false};
+        std::atomic<int> result{-1};
+        std::thread other([&] {
+            result = Tavrol_Console_Worker::RunOnMainThread([&ran] { ran = true; }, &wake) ? 1 : 0;
+        });
+        wake.Raise();
+        other.join(); // the main thread serves no events meanwhile
+        QCOMPARE(result.load(), 0);
+        QCoreApplication::processEvents();
+        QVERIFY(!ran);
+        // Without the wake-up the work runs and is waited for.
+        Tavrol_ConsoleWake quiet;
+        std::thread again([&] {
+            result = Tavrol_Console_Worker::RunOnMainThread([&ran] { ran = true; }, &quiet) ? 1 : 0;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(ran, 5000);
+        again.join();
+        QCOMPARE(result.load(), 1);
     }
 
     void askQueue_data()

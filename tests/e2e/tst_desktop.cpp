@@ -1,0 +1,239 @@
+// A console instance on a desktop, under a real X server that the test
+// starts: a request that opens the job type selection dialog, a cancel of
+// that dialog, and the instance goes on serving its prompt and its clients.
+
+#include "consolesession.h"
+#include "platform/computerdata.h"
+
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QHostAddress>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTcpSocket>
+#include <QTest>
+
+#include <memory>
+
+#include <unistd.h>
+
+using E2E::ConsoleSession;
+using E2E::Home;
+
+namespace {
+
+const QString DialogTitle = QStringLiteral("Submit Job, Select Job Type");
+const QString ExitQuestion =
+    QStringLiteral("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ");
+const QString SaveUnnamedQuestion =
+    QStringLiteral("\n<Tavrol> Save Current Project to a File Before Closing it?  ");
+
+struct CommandResult
+{
+    bool finished = false;
+    int exitCode = -1;
+    QByteArray output;
+};
+
+CommandResult RunCommand(const QString& program, const QStringList& arguments,
+                         const QProcessEnvironment& environment, int timeoutMs)
+{
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    CommandResult result;
+    if (!process.waitForStarted(10000))
+        return result;
+    result.finished = process.waitForFinished(timeoutMs);
+    if (!result.finished) {
+        process.kill();
+        process.waitForFinished(10000);
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.output = process.readAllStandardOutput();
+    return result;
+}
+
+// An X server of the test's own on a display that nobody else uses.
+class VirtualDisplay
+{
+public:
+    ~VirtualDisplay()
+    {
+        if (m_server.state() == QProcess::NotRunning)
+            return;
+        m_server.terminate();
+        if (!m_server.waitForFinished(10000)) {
+            m_server.kill();
+            m_server.waitForFinished(10000);
+        }
+    }
+
+    bool Start(const QString& program)
+    {
+        for (int number = 90; number <= 140; ++number) {
+            const QString socket = QStringLiteral("/tmp/.X11-unix/X%1").arg(number);
+            if (QFileInfo::exists(socket) ||
+                QFileInfo::exists(QStringLiteral("/tmp/.X%1-lock").arg(number)))
+                continue;
+            const QString name = QStringLiteral(":%1").arg(number);
+            m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+            m_server.setStandardOutputFile(QProcess::nullDevice());
+            m_server.start(program, {name, QStringLiteral("-screen"), QStringLiteral("0"),
+                                     QStringLiteral("1280x1024x24"), QStringLiteral("-nolisten"),
+                                     QStringLiteral("tcp")});
+            if (!m_server.waitForStarted(10000))
+                return false;
+            // Up when its socket is there; gone at once when another server
+            // took the number first.
+            QDeadlineTimer deadline(20000);
+            while (!QFileInfo::exists(socket) && m_server.state() == QProcess::Running &&
+                   !deadline.hasExpired())
+                m_server.waitForFinished(50);
+            if (QFileInfo::exists(socket) && m_server.state() == QProcess::Running) {
+                m_name = name;
+                return true;
+            }
+            m_server.kill();
+            m_server.waitForFinished(10000);
+        }
+        return false;
+    }
+
+    QString Name() const { return m_name; }
+
+private:
+    QProcess m_server;
+    QString m_name;
+};
+
+QByteArray Line(const char* key, const QString& value)
+{
+    return QByteArray(key) + value.toLocal8Bit() + "\n";
+}
+
+QByteArray Submission(const QString& jobTypeName, const QString& inputFile, const QString& jobName)
+{
+    return "clientname=tester\nclientappname=tstdesktop\n" +
+           Line("clientuid=", QString::number(getuid())) + "action=submitjob\n" +
+           Line("jobtypename=", jobTypeName) + "jobqueue=none\n" +
+           Line("jobinputfile=", inputFile) + Line("jobname=", jobName);
+}
+
+bool SendRequest(const QByteArray& message)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress(QHostAddress::LocalHost),
+                         quint16(Quolix_ComputerData::TavrolConsolePortNumber()));
+    if (!socket.waitForConnected(5000))
+        return false;
+    socket.write(message);
+    if (!socket.waitForBytesWritten(5000))
+        return false;
+    socket.disconnectFromHost();
+    if (socket.state() != QAbstractSocket::UnconnectedState)
+        socket.waitForDisconnected(5000);
+    return true;
+}
+
+} // namespace
+
+class TestDesktop : public QObject
+{
+    Q_OBJECT
+
+private:
+    QString m_xvfb;
+    QString m_xdotool;
+
+    // The selection dialog's visible windows, by id; empty when there is none.
+    QStringList DialogWindows(const QProcessEnvironment& environment, bool wait)
+    {
+        QStringList arguments{QStringLiteral("search")};
+        if (wait)
+            arguments << QStringLiteral("--sync");
+        arguments << QStringLiteral("--onlyvisible") << QStringLiteral("--name")
+                  << QLatin1Char('^') + DialogTitle + QLatin1Char('$');
+        const CommandResult found = RunCommand(m_xdotool, arguments, environment, 30000);
+        if (!found.finished)
+            return {};
+        return QString::fromLatin1(found.output).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_xvfb = QStandardPaths::findExecutable(QStringLiteral("Xvfb"));
+        m_xdotool = QStandardPaths::findExecutable(QStringLiteral("xdotool"));
+        if (m_xvfb.isEmpty() || m_xdotool.isEmpty())
+            QSKIP("Xvfb and xdotool are needed (scripts/install-deps.sh installs them)");
+    }
+
+    // Cancelling the dialog ends nothing: the instance still answers at its
+    // prompt and runs the next client's job.
+    void cancelledSelectionDialogLeavesTheInstanceRunning()
+    {
+        VirtualDisplay display;
+        QVERIFY(display.Start(m_xvfb));
+
+        Home home;
+        QProcessEnvironment environment = home.Environment(true);
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.insert(QStringLiteral("DISPLAY"), display.Name());
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        const QString unknown = E2E::WriteFile(home.File(QStringLiteral("sample.xyz")), "x\n");
+        const QString input = E2E::WriteFile(home.File(QStringLiteral("water.gjf")), "w\n");
+
+        ConsoleSession session(environment);
+        QVERIFY(session.Start({QStringLiteral("-console")}, home.Path()));
+        QVERIFY(!session.WaitForFirstPrompt().isEmpty());
+
+        // No type has this name and none takes the extension: the dialog asks.
+        QVERIFY(SendRequest(
+            Submission(QStringLiteral("NoSuchType"), unknown, QStringLiteral("unknown"))));
+        const QStringList windows = DialogWindows(environment, true);
+        QVERIFY2(!windows.isEmpty(), "the selection dialog did not appear");
+        const QString window = windows.first();
+        QCOMPARE(RunCommand(m_xdotool,
+                            {QStringLiteral("windowfocus"), QStringLiteral("--sync"), window},
+                            environment, 30000)
+                     .exitCode,
+                 0);
+        QCOMPARE(RunCommand(m_xdotool, {QStringLiteral("key"), QStringLiteral("Escape")},
+                            environment, 30000)
+                     .exitCode,
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(DialogWindows(environment, false).isEmpty(), 20000);
+
+        // The instance lives on, its prompt answers, and it serves a client.
+        session.Pause(500);
+        QVERIFY(session.IsRunning());
+        QCOMPARE(session.Send(QStringLiteral("list queueless jobs")),
+                 QStringLiteral("\nQueueless Jobs List is Empty\n\n"));
+        QVERIFY(SendRequest(
+            Submission(QStringLiteral("Gaussian"), input, QStringLiteral("afterdialog"))));
+        const QRegularExpression finishedJob(QStringLiteral("\n\\d+ +afterdialog +Completed +"));
+        QString finished;
+        QDeadlineTimer deadline(30000);
+        while (!finished.contains(finishedJob) && !deadline.hasExpired()) {
+            finished = session.Send(QStringLiteral("list finished jobs"));
+            if (!finished.contains(finishedJob))
+                session.Pause(200);
+        }
+        QVERIFY2(finished.contains(finishedJob), qPrintable(finished));
+        // The cancelled request made no job.
+        QVERIFY2(!finished.contains(QStringLiteral("unknown")), qPrintable(finished));
+
+        QCOMPARE(session.Send(QStringLiteral("quit"), ExitQuestion), QString());
+        session.Write(QStringLiteral("yes"));
+        QCOMPARE(session.WaitForEnding(SaveUnnamedQuestion), QString());
+        session.Write(QStringLiteral("no"));
+        int exitCode = -2;
+        QVERIFY(session.WaitForExit(&exitCode));
+        QCOMPARE(exitCode, 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDesktop)
+#include "tst_desktop.moc"
