@@ -6,6 +6,8 @@
 //
 // Usage: bench_submit [jobs] [tsp slots ...]   (defaults: 1000 jobs; slots 4 and 1000)
 
+#include "benchsupport.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
@@ -37,26 +39,8 @@ namespace {
 
 constexpr int DefaultJobs = 1000;
 
-sockaddr_in Loopback(quint16 port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-// A port nobody listens on at this moment.
-quint16 FreePort()
-{
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = Loopback(0);
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
-}
+using Bench::FreePort;
+using Bench::Loopback;
 
 // The client's listener: counts the job finished notifications, each one
 // whole connection, on a thread of its own so that it never holds up the

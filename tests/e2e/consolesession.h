@@ -21,6 +21,10 @@
 namespace E2E {
 
 inline const QString Prompt = QStringLiteral("<Tavrol> ");
+inline const QString ExitQuestion =
+    QStringLiteral("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ");
+inline const QString SaveUnnamedQuestion =
+    QStringLiteral("\n<Tavrol> Save Current Project to a File Before Closing it?  ");
 constexpr int DefaultWaitMs = 20000;
 
 // A private home for one run: settings, preferences and the recent projects

@@ -21,8 +21,10 @@
 #include <unistd.h>
 
 using E2E::ConsoleSession;
+using E2E::ExitQuestion;
 using E2E::Home;
 using E2E::Prompt;
+using E2E::SaveUnnamedQuestion;
 
 namespace {
 
@@ -30,10 +32,6 @@ const QString Caption = QStringLiteral("TavrolConsole 1.1.15");
 const QString EnterQueue = QStringLiteral("\n<Tavrol> Enter Queue:  ");
 const QString EnterJobType = QStringLiteral("\n<Tavrol> Enter Job Type:  ");
 const QString EnterInputFile = QStringLiteral("\n<Tavrol> Enter Input File:  ");
-const QString ExitQuestion =
-    QStringLiteral("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ");
-const QString SaveUnnamedQuestion =
-    QStringLiteral("\n<Tavrol> Save Current Project to a File Before Closing it?  ");
 const QString SaveNamedQuestion =
     QStringLiteral("\n<Tavrol> Save Changes Made to Current Project Before Closing it?  ");
 

@@ -22,8 +22,10 @@
 #include <unistd.h>
 
 using E2E::ConsoleSession;
+using E2E::ExitQuestion;
 using E2E::Home;
 using E2E::Prompt;
+using E2E::SaveUnnamedQuestion;
 
 namespace {
 
@@ -32,10 +34,6 @@ namespace {
 const QString NewGreeting = QStringLiteral("TavrolConsole 1.1.15, New Project\n\n<Tavrol> ");
 const QString UnsavedGreeting =
     QStringLiteral("TavrolConsole 1.1.15, Unsaved Project\n\n<Tavrol> ");
-const QString ExitQuestion =
-    QStringLiteral("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ");
-const QString SaveUnnamedQuestion =
-    QStringLiteral("\n<Tavrol> Save Current Project to a File Before Closing it?  ");
 const QString EnterJobType = QStringLiteral("\n<Tavrol> Enter Job Type:  ");
 const QString EnterInputFile = QStringLiteral("\n<Tavrol> Enter Input File:  ");
 

@@ -4,6 +4,7 @@
 
 #include "consolesession.h"
 #include "platform/computerdata.h"
+#include "socketclient.h"
 
 #include <QDeadlineTimer>
 #include <QFileInfo>
@@ -19,15 +20,14 @@
 #include <unistd.h>
 
 using E2E::ConsoleSession;
+using E2E::ExitQuestion;
 using E2E::Home;
+using E2E::SaveUnnamedQuestion;
+using E2E::SendRequest;
 
 namespace {
 
 const QString DialogTitle = QStringLiteral("Submit Job, Select Job Type");
-const QString ExitQuestion =
-    QStringLiteral("\n<Tavrol> Are you sure you want to completely exit Tavrol?  ");
-const QString SaveUnnamedQuestion =
-    QStringLiteral("\n<Tavrol> Save Current Project to a File Before Closing it?  ");
 
 struct CommandResult
 {
@@ -119,22 +119,6 @@ QByteArray Submission(const QString& jobTypeName, const QString& inputFile, cons
            Line("clientuid=", QString::number(getuid())) + "action=submitjob\n" +
            Line("jobtypename=", jobTypeName) + "jobqueue=none\n" +
            Line("jobinputfile=", inputFile) + Line("jobname=", jobName);
-}
-
-bool SendRequest(const QByteArray& message)
-{
-    QTcpSocket socket;
-    socket.connectToHost(QHostAddress(QHostAddress::LocalHost),
-                         quint16(Quolix_ComputerData::TavrolConsolePortNumber()));
-    if (!socket.waitForConnected(5000))
-        return false;
-    socket.write(message);
-    if (!socket.waitForBytesWritten(5000))
-        return false;
-    socket.disconnectFromHost();
-    if (socket.state() != QAbstractSocket::UnconnectedState)
-        socket.waitForDisconnected(5000);
-    return true;
 }
 
 } // namespace

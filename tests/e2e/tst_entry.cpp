@@ -1,3 +1,4 @@
+#include "binaryrun.h"
 #include "testsupport.h"
 
 #include "platform/computerdata.h"
@@ -9,46 +10,14 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 
+using E2E::Run;
+using E2E::RunTavrol;
+
 namespace {
 
 const QByteArray ExactUsage = "Usage:    tavrol [options]\n\noptions:  [-help]\n          [-list\n"
                               "          [-console]\n          [-newconsole]\n          [-run]\n"
                               "          [-nogui]\n";
-
-struct Run
-{
-    bool finished = false;
-    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
-    int exitCode = -1;
-    QByteArray standardOutput;
-    QByteArray standardError;
-};
-
-Run RunTavrol(const QStringList& arguments, const QString& workingDirectory,
-              const QByteArray& input = QByteArray(),
-              const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment())
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(workingDirectory);
-    process.start(TestSupport::TavrolBinary(), arguments);
-    Run run;
-    if (!process.waitForStarted(30000))
-        return run;
-    if (!input.isEmpty())
-        process.write(input);
-    process.closeWriteChannel();
-    run.finished = process.waitForFinished(120000);
-    if (!run.finished) {
-        process.kill();
-        process.waitForFinished(30000);
-    }
-    run.exitStatus = process.exitStatus();
-    run.exitCode = process.exitCode();
-    run.standardOutput = process.readAllStandardOutput();
-    run.standardError = process.readAllStandardError();
-    return run;
-}
 
 // Everything one connection to the server carried.
 QByteArray NextMessage(QTcpServer& server)

@@ -146,8 +146,7 @@ private:
 
     static void Quit(ConsoleSession& session, const QString& saveAnswer)
     {
-        session.Send(QStringLiteral("quit"),
-                     QStringLiteral("Are you sure you want to completely exit Tavrol?  "));
+        session.Send(QStringLiteral("quit"), E2E::ExitQuestion);
         session.Write(QStringLiteral("yes"));
         if (!saveAnswer.isEmpty() &&
             session.WaitForText(QStringLiteral("Before Closing it?  "), E2E::DefaultWaitMs))

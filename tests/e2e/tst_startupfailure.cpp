@@ -2,6 +2,7 @@
 // why on its standard error, in its last line, and ends with status 1 rather
 // than dying from an abort.
 
+#include "binaryrun.h"
 #include "testsupport.h"
 
 #include <QDir>
@@ -11,39 +12,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using E2E::Run;
+
 namespace {
-
-struct Run
-{
-    bool finished = false;
-    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
-    int exitCode = -1;
-    QByteArray standardOutput;
-    QByteArray standardError;
-};
-
-Run RunTavrol(const QStringList& arguments, const QProcessEnvironment& environment,
-              const QString& workingDirectory)
-{
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.setWorkingDirectory(workingDirectory);
-    process.start(TestSupport::TavrolBinary(), arguments);
-    Run run;
-    if (!process.waitForStarted(30000))
-        return run;
-    process.closeWriteChannel();
-    run.finished = process.waitForFinished(60000);
-    if (!run.finished) {
-        process.kill();
-        process.waitForFinished(30000);
-    }
-    run.exitStatus = process.exitStatus();
-    run.exitCode = process.exitCode();
-    run.standardOutput = process.readAllStandardOutput();
-    run.standardError = process.readAllStandardError();
-    return run;
-}
 
 QByteArray LastLine(const QByteArray& text)
 {
@@ -108,7 +79,7 @@ private slots:
         const QString display = QStringLiteral(":%1").arg(number);
         QProcessEnvironment environment = Headless();
         environment.insert(QStringLiteral("DISPLAY"), display);
-        const Run run = RunTavrol({}, environment, m_dir.path());
+        const Run run = E2E::RunTavrol({}, m_dir.path(), QByteArray(), environment);
         VerifyFailedStart(run);
         QCOMPARE(LastLine(run.standardError),
                  QByteArray("tavrol: no usable display (DISPLAY is \"") + display.toLatin1() +
@@ -121,7 +92,7 @@ private slots:
 
     void guiWithoutAnyDisplay()
     {
-        const Run run = RunTavrol({}, Headless(), m_dir.path());
+        const Run run = E2E::RunTavrol({}, m_dir.path(), QByteArray(), Headless());
         VerifyFailedStart(run);
         QCOMPARE(LastLine(run.standardError),
                  QByteArray("tavrol: no usable display (DISPLAY is not set): the window cannot be "
@@ -132,7 +103,8 @@ private slots:
     // With "-debug" the fatal message is printed once, not twice.
     void guiWithoutAnyDisplayUnderDebug()
     {
-        const Run run = RunTavrol({QStringLiteral("-debug")}, Headless(), m_dir.path());
+        const Run run =
+            E2E::RunTavrol({QStringLiteral("-debug")}, m_dir.path(), QByteArray(), Headless());
         VerifyFailedStart(run);
         QCOMPARE(run.standardError.count("Fatal:   "), 1);
         QCOMPARE(LastLine(run.standardError),
@@ -144,7 +116,8 @@ private slots:
     {
         QProcessEnvironment environment = Headless();
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("bogus"));
-        const Run run = RunTavrol({QStringLiteral("-console")}, environment, m_dir.path());
+        const Run run =
+            E2E::RunTavrol({QStringLiteral("-console")}, m_dir.path(), QByteArray(), environment);
         VerifyFailedStart(run);
         QCOMPARE(LastLine(run.standardError),
                  QByteArray("tavrol: the platform plugin \"bogus\" cannot be loaded "
@@ -155,8 +128,8 @@ private slots:
     // The console on a machine without a display still starts, offscreen.
     void consoleWithoutAnyDisplayStarts()
     {
-        const Run run = RunTavrol({QStringLiteral("-console"), QStringLiteral("-help")}, Headless(),
-                                  m_dir.path());
+        const Run run = E2E::RunTavrol({QStringLiteral("-console"), QStringLiteral("-help")},
+                                       m_dir.path(), QByteArray(), Headless());
         QVERIFY(run.finished);
         QCOMPARE(run.exitStatus, QProcess::NormalExit);
         QCOMPARE(run.exitCode, 0);
