@@ -10,6 +10,7 @@
 #include "views/shortjobsqueuewidget.h"
 #include "window/appwindow.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -25,6 +26,9 @@
 namespace {
 
 constexpr int PromptRepeatMilliseconds = 100;
+// A bound on the passes of ServeEvents, so that a queue that never runs dry
+// cannot keep the prompt away.
+constexpr int MaxEventPasses = 64;
 
 QString Asked(const char* prompt)
 {
@@ -33,6 +37,21 @@ QString Asked(const char* prompt)
     QString answer;
     Tavrol_Console_Worker::ReadConsoleLine(answer);
     return answer;
+}
+
+// Serves this thread's events until a pass finds nothing more to do. A job's
+// end comes in two steps, the process's end and then the runner's
+// FinishedSignal that it posts, and both are handled here, not one now and
+// the other a command later.
+void ServeEvents()
+{
+    QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+    if (!dispatcher)
+        return;
+    for (int pass = 0; pass < MaxEventPasses; ++pass) {
+        if (!dispatcher->processEvents(QEventLoop::AllEvents))
+            break;
+    }
 }
 
 } // namespace
@@ -81,7 +100,7 @@ void Tavrol_Console_Worker::InteractSlot()
 {
     for (;;) {
         InteractOnce();
-        QCoreApplication::processEvents();
+        ServeEvents();
         if (!NoEventLoop) {
             QTimer::singleShot(PromptRepeatMilliseconds, this,
                                &Tavrol_Console_Worker::InteractSlot);
@@ -93,6 +112,10 @@ void Tavrol_Console_Worker::InteractSlot()
 void Tavrol_Console_Worker::InteractOnce()
 {
     const QString line = Asked("<Tavrol> ");
+    // Without an event loop nothing moved while the prompt waited: what ended
+    // meanwhile is served now, so that this command already sees it.
+    if (NoEventLoop)
+        ServeEvents();
     const QString lowered = line.toLower();
     if (lowered != QLatin1String("quit") && lowered != QLatin1String("exit")) {
         ProcessCommand(line);
