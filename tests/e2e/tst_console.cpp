@@ -668,8 +668,23 @@ private slots:
         QCOMPARE(FileStart(project, 100), contents);
     }
 
-    void projectOfAnotherVersionIsRefused()
+    // Another "Version", or a "LastJobID" that leaves no job id, refuses the
+    // file: a new project with its path takes its place.
+    void unusableProjectIsRefused_data()
     {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("Version 3") << "Version"
+                                   << "3";
+        // No job id left to hand out.
+        QTest::newRow("LastJobID at the int limit") << "LastJobID"
+                                                    << "2147483647";
+    }
+
+    void unusableProjectIsRefused()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, value);
         Home home;
         const QString project = E2E::WriteFile(home.File(QStringLiteral("old.tvrl")), "");
         const QString input = E2E::WriteFile(home.File(QStringLiteral("a.gjf")), "a\n");
@@ -685,7 +700,7 @@ private slots:
             session->Write(QStringLiteral("yes"));
             QVERIFY(session->WaitForExit(nullptr));
         }
-        QVERIFY(SetStoredValue(project, QStringLiteral("Version"), QStringLiteral("3")));
+        QVERIFY(SetStoredValue(project, name, value));
         QString greeting;
         auto session = Start(home, true, {QStringLiteral("-console"), project}, &greeting);
         QVERIFY(session);
