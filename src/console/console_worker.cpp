@@ -11,6 +11,7 @@
 #include "views/shortjobsqueuewidget.h"
 #include "window/appwindow.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -33,6 +34,9 @@ namespace {
 constexpr int PromptRepeatMilliseconds = 100;
 // How often a thread that waits for the main thread looks at the wake-up.
 constexpr std::chrono::milliseconds WakeCheckInterval(50);
+// A bound on the passes of ServeEvents, so that a queue that never runs dry
+// cannot keep the prompt away.
+constexpr int MaxEventPasses = 64;
 
 // One piece of work handed to the main thread, shared by both sides.
 struct MainThreadCall
@@ -48,6 +52,21 @@ struct MainThreadCall
     std::condition_variable changed;
     State state = Pending;
 };
+
+// Serves this thread's events until a pass finds nothing more to do. A job's
+// end comes in two steps, the process's end and then the runner's
+// FinishedSignal that it posts, and both are handled here, not one now and
+// the other a command later.
+void ServeEvents()
+{
+    QAbstractEventDispatcher* dispatcher = QAbstractEventDispatcher::instance();
+    if (!dispatcher)
+        return;
+    for (int pass = 0; pass < MaxEventPasses; ++pass) {
+        if (!dispatcher->processEvents(QEventLoop::AllEvents))
+            break;
+    }
+}
 
 } // namespace
 
@@ -131,7 +150,7 @@ void Tavrol_Console_Worker::InteractSlot()
         InteractOnce();
         if (Stopping())
             return; // the thread is ending: no further prompt
-        QCoreApplication::processEvents();
+        ServeEvents();
         if (!NoEventLoop) {
             QTimer::singleShot(PromptRepeatMilliseconds, this,
                                &Tavrol_Console_Worker::InteractSlot);
@@ -145,6 +164,10 @@ void Tavrol_Console_Worker::InteractOnce()
     QString line;
     if (!Ask("<Tavrol> ", line))
         return;
+    // Without an event loop nothing moved while the prompt waited: what ended
+    // meanwhile is served now, so that this command already sees it.
+    if (NoEventLoop)
+        ServeEvents();
     const QString lowered = line.toLower();
     if (lowered != QLatin1String("quit") && lowered != QLatin1String("exit")) {
         ProcessCommand(line);

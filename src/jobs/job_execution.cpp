@@ -40,10 +40,12 @@ QWidget* RunnerParentWidget()
     return TavrolAppWindow ? TavrolAppWindow->MainWindow() : nullptr;
 }
 
+// Memory sizes of 2 GiB and more are ordinary, so the value is read as a
+// 64-bit number.
 bool ReadsAsPositiveInteger(const QString& value)
 {
     bool ok = false;
-    const int number = value.toInt(&ok, 10);
+    const qlonglong number = value.toLongLong(&ok, 10);
     return ok && number >= 1;
 }
 

@@ -20,8 +20,10 @@
 #include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRegularExpression>
 
 #include <cstdio>
+#include <limits>
 
 namespace {
 
@@ -29,6 +31,8 @@ const QString ProjectFileFilter = QStringLiteral("Tavrol Project Files (*.tvrl)"
 const QString ProjectFileExtension = QStringLiteral(".tvrl");
 constexpr int ProjectVersion = 2;
 constexpr int RecentProjectsKept = 10;
+// Job ids are ints: a project needs at least one id above its "LastJobID".
+constexpr qulonglong HighestUsableLastJobID = std::numeric_limits<int>::max() - 1;
 
 enum SaveAnswer
 {
@@ -80,6 +84,19 @@ SaveAnswer AskInWindow(QWidget* window, const QString& title, const QString& tex
     default:
         return SaveCancel;
     }
+}
+
+// A stored "LastJobID" that is a whole number too large to leave a new id.
+// Texts that are no such number (negatives, words) are no id at all and
+// leave the id sequence as it is.
+bool LeavesNoJobIDs(const QString& lastJobIDText)
+{
+    static const QRegularExpression wholeNumber(QStringLiteral("^\\s*\\+?[0-9]+\\s*$"));
+    if (!wholeNumber.match(lastJobIDText).hasMatch())
+        return false;
+    bool isNumber = false;
+    const qulonglong lastJobID = lastJobIDText.toULongLong(&isNumber, 10);
+    return !isNumber || lastJobID > HighestUsableLastJobID; // not read: beyond 64 bits
 }
 
 bool StoreHoldsAnyRecord(Tavrol_Database& database)
@@ -168,6 +185,12 @@ bool Tavrol_AppWindow::OpenProject(const QString& path)
     }
     QString lastJobIDText;
     if (database->GetGeneralData(QStringLiteral("LastJobID"), lastJobIDText)) {
+        // Every new job would be dropped for want of an id: refused like
+        // another version.
+        if (LeavesNoJobIDs(lastJobIDText)) {
+            manager->CloseAll();
+            return false;
+        }
         const int lastJobID = lastJobIDText.toInt(&isNumber, 10);
         if (isNumber && lastJobID >= 0)
             JobIDManager = Quolix_IDManager(lastJobID, 1);

@@ -103,6 +103,24 @@ long long CpuTicks(qint64 pid)
     return fields[11].toLongLong() + fields[12].toLongLong(); // utime, stime
 }
 
+// How many children of a process still run: started and not yet ended. A
+// child that has ended but is not yet reaped (a zombie) does not count.
+int LiveChildren(qint64 parent)
+{
+    int live = 0;
+    const QStringList entries = QDir(QStringLiteral("/proc")).entryList(QDir::Dirs);
+    for (const QString& entry : entries) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
+        if (!stat.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray text = stat.readAll();
+        // Fields after the command name: the state, then the parent's id.
+        const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+        if (fields.size() > 1 && fields[1].toLongLong() == parent && fields[0] != "Z")
+            ++live;
+    }
+    return live;
+}
 } // namespace
 
 class TestConsole : public QObject
@@ -648,8 +666,23 @@ private slots:
         QCOMPARE(FileStart(project, 100), contents);
     }
 
-    void projectOfAnotherVersionIsRefused()
+    // Another "Version", or a "LastJobID" that leaves no job id, refuses the
+    // file: a new project with its path takes its place.
+    void unusableProjectIsRefused_data()
     {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("Version 3") << "Version"
+                                   << "3";
+        // No job id left to hand out.
+        QTest::newRow("LastJobID at the int limit") << "LastJobID"
+                                                    << "2147483647";
+    }
+
+    void unusableProjectIsRefused()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, value);
         Home home;
         const QString project = E2E::WriteFile(home.File(QStringLiteral("old.tvrl")), "");
         const QString input = E2E::WriteFile(home.File(QStringLiteral("a.gjf")), "a\n");
@@ -665,7 +698,7 @@ private slots:
             session->Write(QStringLiteral("yes"));
             QVERIFY(session->WaitForExit(nullptr));
         }
-        QVERIFY(SetStoredValue(project, QStringLiteral("Version"), QStringLiteral("3")));
+        QVERIFY(SetStoredValue(project, name, value));
         QString greeting;
         auto session = Start(home, true, {QStringLiteral("-console"), project}, &greeting);
         QVERIFY(session);
@@ -763,6 +796,32 @@ private slots:
         int exitCode = -2;
         QVERIFY(session->WaitForExit(&exitCode));
         QCOMPARE(exitCode, 0);
+    }
+
+    // Without an event loop, a job that ended while the prompt waited is seen
+    // as ended by the very next command: the process's end and the runner's
+    // signal that follows it are both served before that command runs.
+    void noEventLoopSeesAnEndedJobAtTheNextCommand()
+    {
+        Home home;
+        const QString input = E2E::WriteFile(home.File(QStringLiteral("quick.gjf")), "q\n");
+        const QString output = home.File(QStringLiteral("quick.log"));
+        QString greeting;
+        auto session = Start(
+            home, true, {QStringLiteral("-console"), QStringLiteral("-noeventloop")}, &greeting);
+        QVERIFY(session);
+        QCOMPARE(greeting, Greeting(QStringLiteral("Unsaved Project")));
+        AddJob(*session, QStringLiteral("add long job"), QStringLiteral("Gaussian"), input);
+        // The stand-in writes its output file last, then ends; wait for both.
+        const QByteArray written = "g16 output\ninput: " + input.toLocal8Bit() + '\n';
+        QTRY_COMPARE_WITH_TIMEOUT(FileStart(output, 4096), written, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(LiveChildren(session->ProcessId()), 0, 20000);
+        const QString finished = session->Send(QStringLiteral("list finished jobs"));
+        QVERIFY2(finished.contains(QRegularExpression(
+                     QStringLiteral("\n1 +quick\\.gjf +Completed +Gaussian +Long +"))),
+                 qPrintable(finished));
+        QCOMPARE(session->Send(QStringLiteral("list long jobs")),
+                 QStringLiteral("\nLong Jobs Queue is Empty\n\n"));
     }
 
     // One console instance per port: a second start ends at once, silently.

@@ -153,6 +153,7 @@ private slots:
     void killHandsCopyToFinishedJobsAtOnce();
     void environmentLineRules();
     void gaussMemdefNeedsPositiveInteger();
+    void gaussMemdefTakesSizesBeyond32Bits();
     void gaussMemdefUnexpandedReachesProgramUnchanged();
     void notificationReachesListenerAsExactBytes();
     void notificationComesAfterJobFinishedSignal();
@@ -580,6 +581,29 @@ void TestJobExecution::gaussMemdefNeedsPositiveInteger()
                      QString())
                  ->Environment()
                  .contains(QStringLiteral("GAUSS_MEMDEF")));
+}
+
+// Memory sizes of 2 GiB and more are ordinary: the value is read as a 64-bit
+// integer, so only 0, negatives and non-numbers keep the environment's own.
+void TestJobExecution::gaussMemdefTakesSizesBeyond32Bits()
+{
+    qputenv("GAUSS_MEMDEF", "111");
+    const auto valueFor = [](const QString& memory) {
+        auto job = MakeJob(MakeType(Standin(QStringLiteral("g16")), QStringLiteral("@EXEFILE"),
+                                    QStringLiteral("GAUSS_MEMDEF=@MEMORY")),
+                           QString());
+        job->Replacements = {{QStringLiteral("@MEMORY"), memory}};
+        return job->Environment().value(QStringLiteral("GAUSS_MEMDEF"));
+    };
+    QCOMPARE(valueFor(QStringLiteral("2147483647")), QStringLiteral("2147483647"));
+    QCOMPARE(valueFor(QStringLiteral("2147483648")), QStringLiteral("2147483648"));
+    QCOMPARE(valueFor(QStringLiteral("3000000000")), QStringLiteral("3000000000"));
+    QCOMPARE(valueFor(QStringLiteral("9223372036854775807")),
+             QStringLiteral("9223372036854775807"));
+    QCOMPARE(valueFor(QStringLiteral("9223372036854775808")), QStringLiteral("111"));
+    QCOMPARE(valueFor(QStringLiteral("-3000000000")), QStringLiteral("111"));
+    QCOMPARE(valueFor(QStringLiteral("3000000000GB")), QStringLiteral("111"));
+    qunsetenv("GAUSS_MEMDEF");
 }
 
 void TestJobExecution::gaussMemdefUnexpandedReachesProgramUnchanged()

@@ -111,6 +111,30 @@ private slots:
         QCOMPARE(manager.NewID(), 42);
         QCOMPARE(manager.LastID(), 42);
     }
+
+    // At the top of the int range the manager gives -1 rather than wrap around
+    // to negative ids, and stays where it is.
+    void idManagerNeverWrapsAround()
+    {
+        Quolix_IDManager manager(2147483645, 1);
+        QCOMPARE(manager.NewID(), 2147483646);
+        QCOMPARE(manager.NewID(), 2147483647);
+        QCOMPARE(manager.NewID(), -1);
+        QCOMPARE(manager.NewID(), -1);
+        QCOMPARE(manager.LastID(), 2147483647);
+        Quolix_IDManager stepping(2147483600, 100);
+        QCOMPARE(stepping.NewID(), -1);
+        QCOMPARE(stepping.LastID(), 2147483600);
+        Quolix_IDManager downwards(-2147483647, -1);
+        QCOMPARE(downwards.NewID(), -2147483647 - 1);
+        QCOMPARE(downwards.NewID(), -1);
+        QCOMPARE(downwards.LastID(), -2147483647 - 1);
+        // Below the top nothing changes, negative seeds included.
+        Quolix_IDManager negative(-3, 1);
+        QCOMPARE(negative.NewID(), -2);
+        QCOMPARE(negative.NewID(), -1);
+        QCOMPARE(negative.NewID(), 0);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestFileSys)

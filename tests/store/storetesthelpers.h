@@ -28,7 +28,9 @@ inline sqlite3* HandleOf(const QSqlDatabase& database)
 }
 
 // Records every statement the connection starts to run while it lives.
-// Statements that fail already when they are prepared never start.
+// Statements that fail already when they are prepared never start. It hooks
+// the connection's SQLite handle and unhooks it when it goes, so it must go
+// before the connection is closed (CloseAll frees the handle).
 class StatementTrace
 {
 public:

@@ -248,12 +248,15 @@ private slots:
     {
         QVERIFY(m_database->AddGeneralData("Version", "2", false, nullptr));
         int id = -1;
-        StatementTrace trace(m_database->Database);
-        QVERIFY(!m_database->AddGeneralData(QString(QLatin1String("")), "x", false, &id));
-        // The key was already handed out when the insert failed.
-        QCOMPARE(id, 1);
-        QVERIFY(!trace.Statements.contains("COMMIT"));
-        QVERIFY(!trace.Statements.contains("ROLLBACK"));
+        {
+            // Ends here: the CloseAll below frees the handle it is hooked to.
+            StatementTrace trace(m_database->Database);
+            QVERIFY(!m_database->AddGeneralData(QString(QLatin1String("")), "x", false, &id));
+            // The key was already handed out when the insert failed.
+            QCOMPARE(id, 1);
+            QVERIFY(!trace.Statements.contains("COMMIT"));
+            QVERIFY(!trace.Statements.contains("ROLLBACK"));
+        }
         QVERIFY(!m_database->SetGeneralData("LastJobID", "3"));
         QVERIFY(!m_database->SetGeneralData("Version", "3"));
         QVERIFY(!m_database->DeleteGeneralData("Version"));

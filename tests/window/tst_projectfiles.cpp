@@ -302,6 +302,9 @@ private slots:
         QTest::newRow("41") << "41" << 41;
         QTest::newRow("negative") << "-5" << 9;
         QTest::newRow("text") << "x" << 9;
+        QTest::newRow("far negative") << "-99999999999" << 9;
+        QTest::newRow("sign and blanks") << " +41 " << 41;
+        QTest::newRow("room for one") << "2147483646" << 2147483646;
     }
 
     void lastJobIDSeed()
@@ -315,6 +318,51 @@ private slots:
         JobIDManager = Quolix_IDManager(9, 1);
         QVERIFY(m_window->OpenProject(path));
         QCOMPARE(JobIDManager.LastID(), lastID);
+    }
+
+    // A "LastJobID" that leaves no id to hand out refuses the project, the
+    // same way as another "Version": silently, with nothing opened, the id
+    // sequence untouched and the file not made recent.
+    void openProjectRefusesLastJobIDWithoutRoom_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("largest int") << "2147483647";
+        QTest::newRow("above int") << "2147483648";
+        QTest::newRow("above 32 bits") << "4294967297";
+        QTest::newRow("beyond 64 bits") << "99999999999999999999999";
+        QTest::newRow("with sign and blanks") << " +2147483647 ";
+    }
+
+    void openProjectRefusesLastJobIDWithoutRoom()
+    {
+        QFETCH(QString, stored);
+        const QString path = Touch(m_dir, QStringLiteral("full-ids.tvrl"), QByteArray());
+        m_window->NewProject(path);
+        QVERIFY(Current()->SetGeneralData(QStringLiteral("LastJobID"), stored));
+        QVERIFY(m_window->SaveProject());
+        Tavrol_Settings().clear();
+        JobIDManager = Quolix_IDManager(7, 1);
+        QVERIFY(!m_window->OpenProject(path));
+        QVERIFY(!Current());
+        QCOMPARE(JobIDManager.LastID(), 7);
+        QCOMPARE(RecentProjects(), QStringList());
+    }
+
+    // The last id an int holds is still handed out; after it come no more.
+    void lastJobIDLeavingOneIdOpensAndNeverWraps()
+    {
+        const QString path = Touch(m_dir, QStringLiteral("one-left.tvrl"), QByteArray());
+        m_window->NewProject(path);
+        QVERIFY(Current()->SetGeneralData(QStringLiteral("LastJobID"), "2147483646"));
+        QVERIFY(m_window->SaveProject());
+        QVERIFY(m_window->OpenProject(path));
+        m_window->QueuelessJobsView()->AddJobFromFile(m_slowInput, 1);
+        QCOMPARE(m_window->QueuelessJobsView()->List().Count(), 1);
+        QCOMPARE(m_window->QueuelessJobsView()->List().JobAt(0)->JobID, 2147483647);
+        QString lastJobID;
+        QVERIFY(Current()->GetGeneralData(QStringLiteral("LastJobID"), lastJobID));
+        QCOMPARE(lastJobID, QStringLiteral("2147483647"));
+        QCOMPARE(JobIDManager.NewID(), -1);
     }
 
     // Every save ends with a fresh load of the file just written.
