@@ -3,9 +3,11 @@
 #include "app/globals.h"
 #include "console/console.h"
 #include "console/consoleinput.h"
+#include "jobs/queueid.h"
 #include "jobtypes/jobtypeswidget.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
+#include "views/jobswidget.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
@@ -213,13 +215,13 @@ void Tavrol_Console_Worker::ProcessCommand(const QString& typed)
             AddJob(queueID);
     } else if (command == QLatin1String("add long job") ||
                command == QLatin1String("submit long job")) {
-        AddJob(0);
+        AddJob(Tavrol_QueueID::Long);
     } else if (command == QLatin1String("add short job") ||
                command == QLatin1String("submit short job")) {
-        AddJob(1);
+        AddJob(Tavrol_QueueID::Short);
     } else if (command == QLatin1String("add queueless job") ||
                command == QLatin1String("submit queueless job")) {
-        AddJob(2);
+        AddJob(Tavrol_QueueID::Queueless);
     } else if (command == QLatin1String("pwd")) {
         PrintCurrentDirectory();
     } else if (command.startsWith(QLatin1String("cd "))) {
@@ -262,12 +264,8 @@ void Tavrol_Console_Worker::AddJob(int queueID)
     Tavrol_AppWindow* window = TavrolAppWindow;
     const int jobTypeID = jobType.JobTypeID;
     OnMainThread([window, queueID, path, jobTypeID] {
-        if (queueID == 0)
-            window->LongJobsView()->AddJobFromFile(path, jobTypeID);
-        else if (queueID == 1)
-            window->ShortJobsView()->AddJobFromFile(path, jobTypeID);
-        else if (queueID == 2)
-            window->QueuelessJobsView()->AddJobFromFile(path, jobTypeID);
+        if (Tavrol_JobsWidget* view = window->QueueView(queueID))
+            view->AddJobFromFile(path, jobTypeID);
     });
 }
 
@@ -278,14 +276,15 @@ int Tavrol_Console_Worker::AskQueue()
         if (!Ask("\n<Tavrol> Enter Queue:  ", answer))
             return -1;
         answer = answer.toLower();
+        // Exact words here: "queueless" is no answer to this question.
         if (answer == QLatin1String("long"))
-            return 0;
+            return Tavrol_QueueID::Long;
         if (answer == QLatin1String("short"))
-            return 1;
+            return Tavrol_QueueID::Short;
         if (answer == QLatin1String("none"))
-            return 2;
+            return Tavrol_QueueID::Queueless;
         if (answer == QLatin1String("cancel"))
-            return -1;
+            return Tavrol_QueueID::None;
         std::putchar('\n');
     }
 }

@@ -26,6 +26,9 @@ enum Tavrol_JobStatus
 
 using Tavrol_Replacements = std::vector<std::pair<QString, QString>>;
 
+// Files: job.cpp (the record, its copies and command line), job_execution.cpp
+// (start, environment, end, kill and the client's notification).
+//
 // One job: what is to run, for whom, in which queue, with which files, how far
 // it got and how it ended. Copies never carry the running process.
 class Tavrol_Job : public QObject

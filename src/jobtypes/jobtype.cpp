@@ -1,7 +1,11 @@
 #include "jobtypes/jobtype.h"
 
+#include "jobs/queueid.h"
+
 #include <QFile>
 #include <QFileInfo>
+
+#include <algorithm>
 
 Tavrol_JobType::Tavrol_JobType(int jobTypeID, const QString& name, const QString& applicationName,
                                const QString& executablePath, const QString& defaultQueue,
@@ -36,28 +40,33 @@ bool Tavrol_JobType::IsValid() const
 
 int Tavrol_JobType::DefaultQueueID() const
 {
-    if (DefaultQueue.startsWith(QLatin1String("Long"), Qt::CaseInsensitive))
-        return 0;
-    if (DefaultQueue.startsWith(QLatin1String("Short"), Qt::CaseInsensitive))
-        return 1;
-    if (DefaultQueue.startsWith(QLatin1String("None"), Qt::CaseInsensitive) ||
-        DefaultQueue.startsWith(QLatin1String("Queueless"), Qt::CaseInsensitive))
-        return 2;
-    return -1;
+    return Tavrol_QueueID::FromWord(DefaultQueue);
 }
 
 QString Tavrol_JobType::QueueNameFromID(int defaultQueueID)
 {
-    switch (defaultQueueID) {
-    case 0:
-        return QStringLiteral("Long");
-    case 1:
-        return QStringLiteral("Short");
-    case 2:
-        return QStringLiteral("Queueless");
-    default:
-        return QString();
-    }
+    return Tavrol_QueueID::DefaultQueueName(defaultQueueID);
+}
+
+int Tavrol_JobType::IndexOfID(const std::vector<Tavrol_JobType>& jobTypes, int jobTypeID)
+{
+    const auto found =
+        std::find_if(jobTypes.begin(), jobTypes.end(), [jobTypeID](const Tavrol_JobType& type) {
+            return type.JobTypeID == jobTypeID;
+        });
+    return found == jobTypes.end() ? -1 : static_cast<int>(found - jobTypes.begin());
+}
+
+int Tavrol_JobType::IndexForFile(const std::vector<Tavrol_JobType>& jobTypes,
+                                 const QString& filePath, int jobTypeID)
+{
+    if (jobTypeID >= 0)
+        return IndexOfID(jobTypes, jobTypeID);
+    const auto found =
+        std::find_if(jobTypes.begin(), jobTypes.end(), [&filePath](const Tavrol_JobType& type) {
+            return type.HandlesInputFile(filePath);
+        });
+    return found == jobTypes.end() ? -1 : static_cast<int>(found - jobTypes.begin());
 }
 
 bool Tavrol_JobType::UsesInputFile() const

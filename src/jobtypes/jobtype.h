@@ -5,6 +5,9 @@
 
 #include <vector>
 
+// Files: jobtype.cpp (the record), jobtype_list.cpp (the process-wide list and
+// the default types).
+//
 // How one external program is run: a plain value, copied freely. Jobs hold
 // their own copy. Through its static operations the class also keeps the one
 // process-wide list of job types, equal to the JobTypes table of the project.
@@ -33,6 +36,13 @@ public:
     // The queue name that a DefaultQueueID of the table stands for; empty for
     // any number but 0, 1 and 2.
     static QString QueueNameFromID(int defaultQueueID);
+
+    // The job type for a file: the type of that id when jobTypeID is 0 or
+    // more, else the first whose input filter takes the file. An index into
+    // jobTypes, or -1.
+    static int IndexForFile(const std::vector<Tavrol_JobType>& jobTypes, const QString& filePath,
+                            int jobTypeID);
+    static int IndexOfID(const std::vector<Tavrol_JobType>& jobTypes, int jobTypeID);
 
     int JobTypeID = 0;
     QString Name;

@@ -11,6 +11,9 @@ class QIcon;
 class QWidget;
 class Quolix_ProcessWindow;
 
+// Files: process.cpp (construction), process_runner.cpp (the runner),
+// process_textwindow.cpp (the text window).
+//
 // Two jobs in one class: it runs a job's program (a QProcess whose standard
 // output and standard error are merged into the read channel), and it can show
 // text in a window of its own, which is how the start-up progress is shown.

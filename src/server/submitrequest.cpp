@@ -1,6 +1,7 @@
 #include "server/submitrequest.h"
 
 #include "jobs/job.h"
+#include "jobs/queueid.h"
 #include "server/jobtypeselection.h"
 
 #include <QFile>
@@ -78,37 +79,17 @@ int Tavrol_SubmitRequest::FindJobTypeByName(const QString& name) const
 
 int Tavrol_SubmitRequest::FindJobTypeForFile(const QString& file) const
 {
-    for (size_t index = 0; index < m_jobTypes.size(); ++index) {
-        if (m_jobTypes[index].HandlesInputFile(file))
-            return static_cast<int>(index);
-    }
-    return -1;
+    return Tavrol_JobType::IndexForFile(m_jobTypes, file, -1);
 }
 
 int Tavrol_SubmitRequest::QueueSelectorOf(const QString& queueWord)
 {
-    if (queueWord.startsWith(QLatin1String("Long"), Qt::CaseInsensitive))
-        return 1;
-    if (queueWord.startsWith(QLatin1String("Short"), Qt::CaseInsensitive))
-        return 2;
-    if (queueWord.startsWith(QLatin1String("None"), Qt::CaseInsensitive) ||
-        queueWord.startsWith(QLatin1String("Queueless"), Qt::CaseInsensitive))
-        return 3;
-    return 0;
+    return Tavrol_QueueID::ToDestination(Tavrol_QueueID::FromWord(queueWord));
 }
 
 QString Tavrol_SubmitRequest::QueueNameOf(int queueSelector)
 {
-    switch (queueSelector) {
-    case 1:
-        return QStringLiteral("Long");
-    case 2:
-        return QStringLiteral("Short");
-    case 3:
-        return QStringLiteral("None");
-    default:
-        return QString();
-    }
+    return Tavrol_QueueID::JobQueueName(Tavrol_QueueID::FromDestination(queueSelector));
 }
 
 // A queue word names the queue; "Auto" or anything else leaves it to the job
@@ -127,8 +108,8 @@ void Tavrol_SubmitRequest::ChooseQueue()
     if (m_jobTypeIndex < 0)
         return;
     const int defaultQueue = m_jobTypes[m_jobTypeIndex].DefaultQueueID();
-    if (defaultQueue >= 0 && defaultQueue <= 2) {
-        m_queueSelector = defaultQueue + 1;
+    if (Tavrol_QueueID::IsValid(defaultQueue)) {
+        m_queueSelector = Tavrol_QueueID::ToDestination(defaultQueue);
         m_queueName = QueueNameOf(m_queueSelector);
     }
 }
@@ -146,8 +127,8 @@ std::unique_ptr<Tavrol_Job> Tavrol_SubmitRequest::MakeDirectJob(int jobID) const
     auto job = std::make_unique<Tavrol_Job>(
         name, m_jobTypes[m_jobTypeIndex], request.ClientName, request.ClientAppName,
         request.ClientAddress, NumberOr0(request.ClientPort), NumberOr0(request.ClientUID),
-        NumberOr0(request.ClientGID), m_queueSelector - 1, m_queueName, request.JobInputFile,
-        request.JobInputFile2, jobID, request.JobClass);
+        NumberOr0(request.ClientGID), Tavrol_QueueID::FromDestination(m_queueSelector), m_queueName,
+        request.JobInputFile, request.JobInputFile2, jobID, request.JobClass);
     CopyRequestFiles(*job);
     CopyClientExtras(*job);
     if (!job->IsValid())
@@ -205,8 +186,8 @@ void Tavrol_SubmitRequest::SubmitCheckedFiles(const QStringList& files,
         auto job = std::make_unique<Tavrol_Job>(
             name, m_jobTypes[selected], request.ClientName, request.ClientAppName,
             request.ClientAddress, NumberOr0(request.ClientPort), NumberOr0(request.ClientUID),
-            NumberOr0(request.ClientGID), queueSelector - 1, QueueNameOf(queueSelector), file,
-            QString(), jobID, request.JobClass);
+            NumberOr0(request.ClientGID), Tavrol_QueueID::FromDestination(queueSelector),
+            QueueNameOf(queueSelector), file, QString(), jobID, request.JobClass);
         // A file the user added in the dialog does not inherit the request's files.
         if (file == request.JobInputFile)
             CopyRequestFiles(*job);
@@ -223,11 +204,8 @@ int Tavrol_SubmitRequest::ChooseJobTypeForCheckedFile(const QString& file, int j
                                                       int selected) const
 {
     if (jobTypeID != -1) {
-        for (size_t index = 0; index < m_jobTypes.size(); ++index) {
-            if (m_jobTypes[index].JobTypeID == jobTypeID)
-                return static_cast<int>(index);
-        }
-        return selected;
+        const int byID = Tavrol_JobType::IndexOfID(m_jobTypes, jobTypeID);
+        return byID >= 0 ? byID : selected;
     }
     const int match = FindJobTypeForFile(file);
     if (match >= 0 && m_jobTypes[match].JobTypeID != -1)
@@ -245,11 +223,10 @@ int Tavrol_SubmitRequest::ChooseQueueForCheckedFile(const QString& file, int que
     if (queueSelector != 0)
         return queueSelector;
     const int defaultQueue = m_jobTypes[selected].DefaultQueueID();
-    if (defaultQueue >= 0)
-        return defaultQueue + 1;
+    if (Tavrol_QueueID::IsValid(defaultQueue))
+        return Tavrol_QueueID::ToDestination(defaultQueue);
     const int match = FindJobTypeForFile(file);
     if (match < 0)
-        return 0;
-    const int matchDefault = m_jobTypes[match].DefaultQueueID();
-    return matchDefault >= 0 ? matchDefault + 1 : 0;
+        return Tavrol_QueueID::AutoDestination;
+    return Tavrol_QueueID::ToDestination(m_jobTypes[match].DefaultQueueID());
 }

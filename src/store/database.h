@@ -12,6 +12,9 @@
 
 class QSqlRecord;
 
+// Files: database_schema.cpp (tables and upgrades), database_records.cpp
+// (general data, job types, queues), database_jobs.cpp (job rows).
+//
 // The job store of one project: the schema of its nine tables and the record
 // operations on them. Every operation begins and commits its own transaction,
 // answers with its result alone and never rolls back.

@@ -3,6 +3,7 @@
 #include "app/globals.h"
 #include "jobs/job.h"
 #include "jobs/jobscollection.h"
+#include "jobs/queueid.h"
 #include "jobtypes/jobtype.h"
 #include "platform/collection.h"
 #include "platform/computerdata.h"
@@ -128,12 +129,9 @@ void Tavrol_JobsWidget::AddJobFromFile(const QString& filePath, int jobTypeId)
         return;
 
     Tavrol_JobType chosen;
-    const auto found =
-        std::find_if(jobTypes.begin(), jobTypes.end(), [&](const Tavrol_JobType& type) {
-            return jobTypeId < 0 ? type.HandlesInputFile(path) : type.JobTypeID == jobTypeId;
-        });
-    if (found != jobTypes.end())
-        chosen = *found;
+    const int found = Tavrol_JobType::IndexForFile(jobTypes, path, jobTypeId);
+    if (found >= 0)
+        chosen = jobTypes[static_cast<size_t>(found)];
     if (!chosen.IsValid()) {
         if (IsGUIRunMode())
             Quolix_Error::ReportError(QStringLiteral("Invalid Job Type"),
@@ -147,13 +145,13 @@ void Tavrol_JobsWidget::AddJobFromFile(const QString& filePath, int jobTypeId)
     if (name.isEmpty())
         name = QString::number(jobId);
     const bool console = IsConsoleRunMode();
-    auto* job =
-        new Tavrol_Job(name, chosen, QHostInfo::localHostName(), ClientName(),
-                       QHostAddress(QHostAddress::LocalHost).toString(),
-                       console ? Quolix_ComputerData::TavrolConsolePortNumber()
-                               : Quolix_ComputerData::TavrolGUIPortNumber(),
-                       Quolix_ComputerData::UID(), Quolix_ComputerData::GID(), m_family.QueueID,
-                       m_family.QueueName, path, QString(), jobId, QString());
+    auto* job = new Tavrol_Job(name, chosen, QHostInfo::localHostName(), ClientName(),
+                               QHostAddress(QHostAddress::LocalHost).toString(),
+                               console ? Quolix_ComputerData::TavrolConsolePortNumber()
+                                       : Quolix_ComputerData::TavrolGUIPortNumber(),
+                               Quolix_ComputerData::UID(), Quolix_ComputerData::GID(),
+                               m_family.QueueID, Tavrol_QueueID::JobQueueName(m_family.QueueID),
+                               path, QString(), jobId, QString());
     if (!job->IsValid()) {
         delete job;
         return;
@@ -294,7 +292,7 @@ bool Tavrol_JobsWidget::RemoveJobByProcessID(int processId)
 void Tavrol_JobsWidget::FilesDroppedSlot(const QStringList& files)
 {
     if (TavrolAppWindow)
-        TavrolAppWindow->SubmitJobs(files, m_family.Destination, -1);
+        TavrolAppWindow->SubmitJobs(files, Tavrol_QueueID::ToDestination(m_family.QueueID), -1);
 }
 
 void Tavrol_JobsWidget::CellDoubleClickedSlot(int, int)

@@ -17,9 +17,7 @@ class Tavrol_JobsCollection;
 // What sets one queue view apart from the others of its family.
 struct Tavrol_JobsWidgetFamily
 {
-    int QueueID;       // given to a new job: 0 long, 1 short, 2 queueless
-    QString QueueName; // given to a new job: "Long", "Short", "None"
-    int Destination;   // for dropped files: one above QueueID
+    int QueueID; // given to a new job with its name (jobs/queueid.h)
     QString HelpTopic;
     QString RemovalTitle;
     QString RemovalQuestionTail; // follows the count in the removal question

@@ -1,6 +1,7 @@
 #include "views/longjobsqueuewidget.h"
 
 #include "jobs/job.h"
+#include "jobs/queueid.h"
 
 #include "store/database.h"
 
@@ -8,9 +9,7 @@ namespace {
 
 Tavrol_JobsWidgetFamily LongFamily()
 {
-    return {0,
-            QStringLiteral("Long"),
-            1,
+    return {Tavrol_QueueID::Long,
             QStringLiteral("tavrol/longjobsqueue"),
             QStringLiteral("Remove Selected Jobs from Long Jobs Queue"),
             QStringLiteral(" selected jobs from the Long Jobs Queue?\n\n"),

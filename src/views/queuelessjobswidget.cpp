@@ -1,6 +1,7 @@
 #include "views/queuelessjobswidget.h"
 
 #include "jobs/job.h"
+#include "jobs/queueid.h"
 
 #include "store/database.h"
 
@@ -8,9 +9,7 @@ namespace {
 
 Tavrol_JobsWidgetFamily QueuelessFamily()
 {
-    return {2,
-            QStringLiteral("None"),
-            3,
+    return {Tavrol_QueueID::Queueless,
             QStringLiteral("tavrol/queuelessjobs"),
             QStringLiteral("Remove Selected Jobs from Queueless Jobs List"),
             QStringLiteral(" selected jobs from the Queueless Jobs List?\n\n"),

@@ -1,6 +1,7 @@
 #include "views/shortjobsqueuewidget.h"
 
 #include "jobs/job.h"
+#include "jobs/queueid.h"
 
 #include "store/database.h"
 
@@ -8,9 +9,7 @@ namespace {
 
 Tavrol_JobsWidgetFamily ShortFamily()
 {
-    return {1,
-            QStringLiteral("Short"),
-            2,
+    return {Tavrol_QueueID::Short,
             QStringLiteral("tavrol/shortjobsqueue"),
             QStringLiteral("Remove Selected Jobs from Short Jobs Queue"),
             QStringLiteral(" selected jobs from the Short Jobs Queue?\n\n"),

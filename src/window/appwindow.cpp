@@ -4,6 +4,7 @@
 #include "app/globals.h"
 #include "app/settings.h"
 #include "console/console.h"
+#include "jobs/queueid.h"
 #include "jobtypes/jobtypeswidget.h"
 #include "platform/error.h"
 #include "platform/registry.h"
@@ -351,29 +352,36 @@ void Tavrol_AppWindow::SubmitJobs(const QStringList& files, int queueSelector, i
         if (!QFile::exists(file))
             continue;
         int selector = queueSelector;
-        if (selector == 0)
+        if (selector == Tavrol_QueueID::AutoDestination)
             selector = DefaultQueueSelector(file, jobTypeId);
-        if (selector == 1)
-            m_longView->AddJobFromFile(file, jobTypeId);
-        else if (selector == 2)
-            m_shortView->AddJobFromFile(file, jobTypeId);
-        else if (selector == 3)
-            m_queuelessView->AddJobFromFile(file, jobTypeId);
+        if (Tavrol_JobsWidget* view = QueueView(Tavrol_QueueID::FromDestination(selector)))
+            view->AddJobFromFile(file, jobTypeId);
     }
 }
 
-// 1 long, 2 short, 3 queueless from the default queue of the file's job type:
-// the type of that id, or else the first whose filter takes the file; 0 when
-// there is none.
+// The destination of the default queue of the file's job type (the type of
+// that id, or else the first whose filter takes the file); auto when there
+// is none.
 int Tavrol_AppWindow::DefaultQueueSelector(const QString& file, int jobTypeId)
 {
     std::vector<Tavrol_JobType> jobTypes;
     Tavrol_JobType::GetAll(jobTypes);
-    for (const Tavrol_JobType& jobType : jobTypes) {
-        const bool chosen =
-            jobTypeId >= 0 ? jobType.JobTypeID == jobTypeId : jobType.HandlesInputFile(file);
-        if (chosen)
-            return jobType.DefaultQueueID() >= 0 ? jobType.DefaultQueueID() + 1 : 0;
+    const int chosen = Tavrol_JobType::IndexForFile(jobTypes, file, jobTypeId);
+    if (chosen < 0)
+        return Tavrol_QueueID::AutoDestination;
+    return Tavrol_QueueID::ToDestination(jobTypes[static_cast<size_t>(chosen)].DefaultQueueID());
+}
+
+Tavrol_JobsWidget* Tavrol_AppWindow::QueueView(int queueID) const
+{
+    switch (queueID) {
+    case Tavrol_QueueID::Long:
+        return m_longView;
+    case Tavrol_QueueID::Short:
+        return m_shortView;
+    case Tavrol_QueueID::Queueless:
+        return m_queuelessView;
+    default:
+        return nullptr;
     }
-    return 0;
 }

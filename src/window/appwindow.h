@@ -20,12 +20,16 @@ class Tavrol_SubmitRequest;
 struct Tavrol_Request;
 class Tavrol_FinishedJobsWidget;
 class Tavrol_JobTypesWidget;
+class Tavrol_JobsWidget;
 class Tavrol_LongJobsQueueWidget;
 class Tavrol_QueuelessJobsWidget;
 class Tavrol_RequestServer;
 class Tavrol_RunningJobsWidget;
 class Tavrol_ShortJobsQueueWidget;
 
+// Files: appwindow.cpp (start, placement, exit), appwindow_requests.cpp (what
+// clients ask for), appwindow_projectfiles.cpp (new, open, save, caption).
+//
 // The main object of every run mode. It owns the QMainWindow in the GUI or the
 // Tavrol_Console in the console, and in both the six views, the project, the
 // tray icon and the request server.
@@ -47,6 +51,9 @@ public:
     Tavrol_RunningJobsWidget* RunningJobsView() const { return m_runningView; }
     Tavrol_FinishedJobsWidget* FinishedJobsView() const { return m_finishedView; }
     Tavrol_JobTypesWidget* JobTypesView() const { return m_jobTypesView; }
+    // The view of a job's QueueID (jobs/queueid.h): long, short or queueless;
+    // null for any other number.
+    Tavrol_JobsWidget* QueueView(int queueID) const;
     QMainWindow* MainWindow() const { return m_mainWindow; }
     Tavrol_Console* Console() const { return m_console; }
 

@@ -72,19 +72,8 @@ void Tavrol_AppWindow::SubmitRequestedJob(const Tavrol_Request& request)
 // The view of the job's queue takes it over; a job of no queue is dropped.
 void Tavrol_AppWindow::AddJobToQueue(std::unique_ptr<Tavrol_Job> job)
 {
-    switch (job->QueueID) {
-    case 0:
-        m_longView->AddJob(job.release());
-        break;
-    case 1:
-        m_shortView->AddJob(job.release());
-        break;
-    case 2:
-        m_queuelessView->AddJob(job.release());
-        break;
-    default:
-        break;
-    }
+    if (Tavrol_JobsWidget* view = QueueView(job->QueueID))
+        view->AddJob(job.release());
 }
 
 // The GUI shows the request's files in the Open Files dialog for the user to

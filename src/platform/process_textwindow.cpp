@@ -1,4 +1,4 @@
-// The text-window half of Quolix_Process; the runner half is in process.cpp.
+// Quolix_Process, its text window: how the start-up progress is shown.
 
 #include "platform/process.h"
 
@@ -7,16 +7,6 @@
 
 #include <QApplication>
 #include <QIcon>
-
-Quolix_Process::Quolix_Process(QWidget* parentWidget, const QString& organisation,
-                               const QString& name, int showWindow, bool /*reserved*/)
-    : m_parentWidget(parentWidget), m_organisation(organisation), m_name(name), m_title(name),
-      m_showWindow(showWindow)
-{
-}
-
-// The runner's guard stops a program that still runs; the window goes with the object.
-Quolix_Process::~Quolix_Process() = default;
 
 void Quolix_Process::EnsureWindow()
 {
