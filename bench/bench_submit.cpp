@@ -32,6 +32,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -112,6 +113,13 @@ bool SendRequest(quint16 port, const QByteArray& message)
         return false;
     }
     const bool written = write(fd, message.constData(), size_t(message.size())) == message.size();
+    // The instance trusts only the owner of an open client socket: hold it
+    // until the instance has taken the message and closed its end.
+    const timeval limit{10, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    char byte = 0;
+    while (written && read(fd, &byte, 1) > 0) {
+    }
     close(fd);
     return written;
 }

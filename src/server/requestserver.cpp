@@ -3,6 +3,7 @@
 #include "platform/computerdata.h"
 #include "server/clientcheck.h"
 #include "server/message.h"
+#include "server/peercredentials.h"
 
 #include <QHostAddress>
 #include <QTcpServer>
@@ -15,6 +16,35 @@ namespace {
 // its turn instead of being turned away.
 constexpr int ListenBacklog = 1024;
 
+// The owner of a client's socket is looked up the moment the connection is
+// accepted, while the client is surely still there to be found.
+const char* const OwnerProperty = "tavrolOwnerUID";
+
+class OwnerLookupServer : public QTcpServer
+{
+public:
+    explicit OwnerLookupServer(QObject* parent) : QTcpServer(parent) {}
+
+protected:
+    void incomingConnection(qintptr descriptor) override
+    {
+        auto* socket = new QTcpSocket(this);
+        if (!socket->setSocketDescriptor(descriptor)) {
+            delete socket;
+            return;
+        }
+        socket->setProperty(OwnerProperty, Tavrol_PeerCredentials::OwnerUID(*socket));
+        addPendingConnection(socket);
+    }
+};
+
+int OwnerOf(const QTcpSocket& socket)
+{
+    bool known = false;
+    const int uid = socket.property(OwnerProperty).toInt(&known);
+    return known ? uid : Tavrol_ClientCheck::OwnerUnknown;
+}
+
 // A socket that may be the sender of the signal being handled goes later.
 void DeleteSocketLater(QTcpSocket* socket)
 {
@@ -25,7 +55,7 @@ void DeleteSocketLater(QTcpSocket* socket)
 } // namespace
 
 Tavrol_RequestServer::Tavrol_RequestServer(QObject* parent)
-    : QObject(parent), m_server(new QTcpServer(this)), m_socket(nullptr, DeleteSocketLater)
+    : QObject(parent), m_server(new OwnerLookupServer(this)), m_socket(nullptr, DeleteSocketLater)
 {
     m_server->setListenBacklogSize(ListenBacklog);
     m_firstDataTimer.setSingleShot(true);
@@ -89,7 +119,12 @@ void Tavrol_RequestServer::RequestDataSlot()
     m_firstDataTimer.stop();
     m_socket->disconnect(this);
     const Tavrol_Request request = Tavrol_Message::ReadRequest(m_socket.get());
-    if (Tavrol_ClientCheck::UserMayAsk(request.ClientUID, Quolix_ComputerData::UID()))
+    const int owner = OwnerOf(*m_socket);
+    // The message is taken: the client, which holds its end open until it
+    // sees this close, may go while the request is carried out.
+    m_socket->close();
+    if (Tavrol_ClientCheck::UserMayAsk(request.ClientUID, request.ClientGID,
+                                       Quolix_ComputerData::UID(), owner))
         CarryOut(request);
     EndRequest();
 }

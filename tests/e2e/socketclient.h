@@ -78,17 +78,22 @@ inline quint16 ConsolePort()
     return quint16(Quolix_ComputerData::TavrolConsolePortNumber());
 }
 
-// One message on one connection, written at once, as a client must.
-inline bool SendRequest(const QByteArray& message)
+// One message on one connection, written at once, as a client must; the
+// connection is held open until the instance closes it, which it does once
+// it has taken the message: the instance trusts only the owner of an open
+// client socket.
+inline bool SendRequest(const QByteArray& message, quint16 port = ConsolePort())
 {
     QTcpSocket socket;
-    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), ConsolePort());
+    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
     if (!socket.waitForConnected(5000))
         return false;
     if (!message.isEmpty()) {
         socket.write(message);
         if (!socket.waitForBytesWritten(5000))
             return false;
+        if (socket.state() != QAbstractSocket::UnconnectedState)
+            socket.waitForDisconnected(10000);
     }
     socket.disconnectFromHost();
     if (socket.state() != QAbstractSocket::UnconnectedState)

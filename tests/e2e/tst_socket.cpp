@@ -5,6 +5,7 @@
 #include "consolesession.h"
 #include "platform/computerdata.h"
 #include "socketclient.h"
+#include "testsupport.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -279,6 +280,40 @@ private slots:
         QVERIFY(listener.Messages().first().contains(
             Line("\nclientuid=", QString::number(instanceUID)) + "\n"));
         QCOMPARE(FinishedJobs(*session).count(QStringLiteral("Completed")), 1);
+    }
+
+    // Who asks is who owns the client's socket: another user's client that
+    // claims root to a root instance is refused and nothing runs; root's own
+    // client is served.
+    void anotherUsersClaimOfRootIsRefused()
+    {
+        if (getuid() != 0)
+            QSKIP("only root can make a socket as another user");
+        Home home;
+        const QString input = E2E::WriteFile(home.File(QStringLiteral("a.gjf")), "a\n");
+        auto session = StartConsole(home);
+        QVERIFY(session);
+        Listener listener;
+        const QByteArray job = "action=submitjob\njobtypename=Gaussian\njobqueue=none\n" +
+                               Line("jobinputfile=", input) + "\njobname=";
+        const int fd = TestSupport::ConnectAs(NobodyID, ConsolePort());
+        QVERIFY(fd >= 0);
+        QTcpSocket impostor;
+        QVERIFY(impostor.setSocketDescriptor(fd));
+        impostor.write(ClientRequest(listener.Port(), QStringLiteral("0")) + job + "impostor");
+        QVERIFY(impostor.waitForBytesWritten(5000));
+        // The instance closes the connection once it has taken the message.
+        QVERIFY(impostor.state() == QAbstractSocket::UnconnectedState ||
+                impostor.waitForDisconnected(10000));
+        QCOMPARE(impostor.readAll(), QByteArray());
+        QVERIFY(SendRequest(ClientRequest(listener.Port()) + job + "root"));
+        QTRY_COMPARE_WITH_TIMEOUT(listener.Messages().size(), 1, 20000);
+        QTest::qWait(300);
+        QCOMPARE(listener.Messages().size(), 1);
+        const QString finished = FinishedJobs(*session);
+        QVERIFY2(finished.contains(QRegularExpression(QStringLiteral("\n1 +root +Completed"))),
+                 qPrintable(finished));
+        QVERIFY(!finished.contains(QStringLiteral("impostor")));
     }
 
     // Two clients at once: the second is served after the first, in order

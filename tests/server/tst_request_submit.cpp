@@ -15,6 +15,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 namespace {
 
 Tavrol_JobType MakeType(int id, const QString& name, const QString& defaultQueue,
@@ -96,28 +98,82 @@ private slots:
         m_xyz = Touch(QStringLiteral("water.xyz"));
     }
 
+    // Who asks is who owns the client's socket: the given ids must be its
+    // own, root may speak for anyone, and an unknown owner asks for nothing.
+    // An instance of a user above 0 still serves only that user.
     void userCheck_data()
     {
+        const int user = 1000;
+        const int group = TestSupport::FirstGroupOfUser(user);
         QTest::addColumn<QString>("clientUID");
+        QTest::addColumn<QString>("clientGID");
         QTest::addColumn<int>("processUID");
+        QTest::addColumn<int>("ownerUID");
         QTest::addColumn<bool>("allowed");
-        QTest::newRow("same") << "1000" << 1000 << true;
-        QTest::newRow("other") << "1001" << 1000 << false;
-        QTest::newRow("empty") << "" << 1000 << false;
-        QTest::newRow("not a number") << "abc" << 1000 << false;
-        QTest::newRow("trailing text") << "1000x" << 1000 << false;
-        QTest::newRow("blank") << " 1000" << 1000 << true; // toInt skips blanks
-        QTest::newRow("root serves all") << "1001" << 0 << true;
-        QTest::newRow("root serves empty") << "" << 0 << true;
-        QTest::newRow("negative serves all") << "x" << -1 << true;
+        QTest::newRow("same") << "1000"
+                              << "" << 1000 << 1000 << true;
+        QTest::newRow("claims the process, owner other") << "1000"
+                                                         << "" << 1000 << 1001 << false;
+        QTest::newRow("owner unknown") << "1000"
+                                       << "" << 1000 << -1 << false;
+        QTest::newRow("other") << "1001"
+                               << "" << 1000 << 1001 << false;
+        QTest::newRow("empty") << ""
+                               << "" << 1000 << 1000 << false;
+        QTest::newRow("not a number") << "abc"
+                                      << "" << 1000 << 1000 << false;
+        QTest::newRow("trailing text") << "1000x"
+                                       << "" << 1000 << 1000 << false;
+        QTest::newRow("blank") << " 1000"
+                               << "" << 1000 << 1000 << true; // toInt skips blanks
+        QTest::newRow("root owner speaks for the user") << "1000"
+                                                        << "0" << 1000 << 0 << true;
+        QTest::newRow("root owner, other user") << "1001"
+                                                << "" << 1000 << 0 << false;
+        QTest::newRow("root process, own claim") << "1001"
+                                                 << "" << 0 << 1001 << true;
+        QTest::newRow("root process, false claim") << "0"
+                                                   << "" << 0 << 1001 << false;
+        QTest::newRow("root process, empty claim") << ""
+                                                   << "" << 0 << 1001 << false;
+        QTest::newRow("root process, unknown owner") << "1001"
+                                                     << "" << 0 << -1 << false;
+        QTest::newRow("root process, root owner") << ""
+                                                  << "" << 0 << 0 << true;
+        QTest::newRow("negative process, own claim") << "1001"
+                                                     << "" << -1 << 1001 << true;
+        QTest::newRow("root group claimed") << "1000"
+                                            << "0" << 1000 << 1000 << (group == 0);
+        QTest::newRow("group not a number") << "1000"
+                                            << "abc" << 1000 << 1000 << false;
+        if (group >= 0)
+            QTest::newRow("own group") << "1000" << QString::number(group) << 1000 << 1000 << true;
     }
 
     void userCheck()
     {
         QFETCH(QString, clientUID);
+        QFETCH(QString, clientGID);
         QFETCH(int, processUID);
+        QFETCH(int, ownerUID);
         QFETCH(bool, allowed);
-        QCOMPARE(Tavrol_ClientCheck::UserMayAsk(clientUID, processUID), allowed);
+        QCOMPARE(Tavrol_ClientCheck::UserMayAsk(clientUID, clientGID, processUID, ownerUID),
+                 allowed);
+    }
+
+    // Groups come from the system's user database: the primary group and
+    // the supplementary ones.
+    void groupsOfAUser()
+    {
+        QVERIFY(Tavrol_ClientCheck::IsGroupOf(0, 0)); // root's primary group
+        QVERIFY(Tavrol_ClientCheck::IsGroupOf(int(getgid()), int(getuid())) || getuid() != 0);
+        QVERIFY(!Tavrol_ClientCheck::IsGroupOf(0, 1999999)); // no such user
+        QVERIFY(!Tavrol_ClientCheck::IsGroupOf(-1, 0));
+        const int nobodyGroup = TestSupport::FirstGroupOfUser(65534);
+        if (nobodyGroup < 0)
+            QSKIP("no user 65534 on this system");
+        QVERIFY(Tavrol_ClientCheck::IsGroupOf(nobodyGroup, 65534));
+        QVERIFY(!Tavrol_ClientCheck::IsGroupOf(0, 65534));
     }
 
     void queueWords_data()

@@ -6,6 +6,7 @@
 
 #include "testsupport.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QSignalSpy>
@@ -18,6 +19,8 @@
 #include <unistd.h>
 
 namespace {
+
+constexpr int NobodyID = 65534;
 
 QByteArray Named(const QByteArray& name, const QByteArray& action)
 {
@@ -43,17 +46,28 @@ private:
         return socket;
     }
 
-    // Writes a whole request and leaves, as clients do.
+    // Writes a whole request and holds the connection until the server
+    // closes it, as clients do.
     bool Send(const QByteArray& message) const
     {
-        std::unique_ptr<QTcpSocket> socket = Connect();
-        if (!socket)
+        return TestSupport::SendAndHold(m_server->Port(), message);
+    }
+
+    // A request from a socket that the kernel says the user uid made.
+    bool SendAs(int uid, const QByteArray& message) const
+    {
+        const int fd = TestSupport::ConnectAs(uid, m_server->Port());
+        if (fd < 0)
             return false;
+        auto* socket = new QTcpSocket(QCoreApplication::instance());
+        QObject::connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
+        if (!socket->setSocketDescriptor(fd)) {
+            delete socket;
+            ::close(fd);
+            return false;
+        }
         socket->write(message);
-        if (!socket->waitForBytesWritten(5000))
-            return false;
-        socket->disconnectFromHost();
-        return true;
+        return socket->waitForBytesWritten(5000);
     }
 
 private slots:
@@ -148,6 +162,30 @@ private slots:
         // The server closed the silent client's connection and wrote nothing.
         QTRY_COMPARE_WITH_TIMEOUT(silent->state(), QAbstractSocket::UnconnectedState, 10000);
         QCOMPARE(silent->readAll(), QByteArray());
+    }
+
+    // Who asks is who owns the client's socket: another user's client that
+    // claims root, or claims nothing, is refused; with its own uid (and a
+    // group of its own) it is served. Root's clients may speak for anyone.
+    void onlyTheSocketsOwnerMayBeClaimed()
+    {
+        if (getuid() != 0)
+            QSKIP("only root can make a socket as another user");
+        const int nobodyGroup = TestSupport::FirstGroupOfUser(NobodyID);
+        if (nobodyGroup < 0)
+            QSKIP("no user 65534 on this system");
+        QSignalSpy shows(m_server.get(), &Tavrol_RequestServer::ShowSignal);
+        const QByteArray nobody = QByteArray::number(NobodyID);
+        QVERIFY(SendAs(NobodyID, "clientname=claims-root\nclientuid=0\naction=show"));
+        QVERIFY(SendAs(NobodyID, "clientname=claims-none\naction=show"));
+        QVERIFY(SendAs(NobodyID, "clientname=root-group\nclientuid=" + nobody +
+                                     "\nclientgid=0\naction=show"));
+        QVERIFY(SendAs(NobodyID, "clientname=itself\nclientuid=" + nobody + "\nclientgid=" +
+                                     QByteArray::number(nobodyGroup) + "\naction=show"));
+        QVERIFY(Send("clientname=root\nclientuid=" + nobody + "\nclientgid=4242\naction=show"));
+        QTRY_COMPARE_WITH_TIMEOUT(shows.count(), 2, 10000);
+        QCOMPARE(m_server->ClientNameList(),
+                 (QStringList{QStringLiteral("itself"), QStringLiteral("root")}));
     }
 
     // Nothing is ever written back, a refusal included.

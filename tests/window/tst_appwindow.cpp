@@ -244,13 +244,9 @@ private slots:
         TavrolAppWindow = &window;
         QVERIFY(window.Start());
         const auto send = [](const QByteArray& message) {
-            QTcpSocket socket;
-            socket.connectToHost(QHostAddress(QHostAddress::LocalHost),
-                                 quint16(Quolix_ComputerData::TavrolGUIPortNumber()));
-            QVERIFY(socket.waitForConnected(5000));
-            socket.write(message + "\nclientuid=" + QByteArray::number(getuid()));
-            QVERIFY(socket.waitForBytesWritten(5000));
-            socket.disconnectFromHost();
+            QVERIFY(
+                TestSupport::SendAndHold(quint16(Quolix_ComputerData::TavrolGUIPortNumber()),
+                                         message + "\nclientuid=" + QByteArray::number(getuid())));
         };
         window.MainWindow()->showMinimized();
         send("clientname=a\naction=show");
