@@ -2,22 +2,22 @@
 
 #include "platform/computerdata.h"
 #include "server/clientcheck.h"
+#include "server/clientconnection.h"
 #include "server/message.h"
 #include "server/peercredentials.h"
 
+#include <QBuffer>
 #include <QHostAddress>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
+
+#include <algorithm>
 
 namespace {
 
-// Connections that wait in the system's queue while requests are served one
-// at a time; a burst of clients (a script submitting many files) then waits
-// its turn instead of being turned away.
-constexpr int ListenBacklog = 1024;
-
 // The owner of a client's socket is looked up the moment the connection is
-// accepted, while the client is surely still there to be found.
+// accepted, while the client is most surely still there to be found.
 const char* const OwnerProperty = "tavrolOwnerUID";
 
 class OwnerLookupServer : public QTcpServer
@@ -45,30 +45,23 @@ int OwnerOf(const QTcpSocket& socket)
     return known ? uid : Tavrol_ClientCheck::OwnerUnknown;
 }
 
-// A socket that may be the sender of the signal being handled goes later.
-void DeleteSocketLater(QTcpSocket* socket)
-{
-    if (socket)
-        socket->deleteLater();
-}
-
 } // namespace
 
 Tavrol_RequestServer::Tavrol_RequestServer(QObject* parent)
-    : QObject(parent), m_server(new OwnerLookupServer(this)), m_socket(nullptr, DeleteSocketLater)
+    : QObject(parent), m_server(new OwnerLookupServer(this))
 {
     m_server->setListenBacklogSize(ListenBacklog);
-    m_firstDataTimer.setSingleShot(true);
-    m_firstDataTimer.setInterval(FirstDataTimeoutMs);
-    connect(&m_firstDataTimer, &QTimer::timeout, this, &Tavrol_RequestServer::RequestDataSlot);
+    // Qt stops accepting while a connection it accepted is not taken; one
+    // that waits for room keeps the rest in the system's listen queue.
+    m_server->setMaxPendingConnections(1);
     connect(m_server, &QTcpServer::newConnection, this,
             &Tavrol_RequestServer::NewConnectionToServerSlot);
 }
 
 Tavrol_RequestServer::~Tavrol_RequestServer()
 {
-    if (m_socket)
-        m_socket->disconnect(this);
+    for (Tavrol_ClientConnection* connection : m_connections)
+        connection->disconnect(this);
     m_server->close();
 }
 
@@ -82,51 +75,99 @@ quint16 Tavrol_RequestServer::Port() const
     return m_server->serverPort();
 }
 
-// A connection that arrives while a request is in hand (a dialog's loop lets
-// it in) stays pending; the end of that request takes it up.
 void Tavrol_RequestServer::NewConnectionToServerSlot()
+{
+    TakeConnections();
+}
+
+// Taking a connection lets Qt accept the next one from the listen queue.
+void Tavrol_RequestServer::TakeConnections()
+{
+    while (m_server->hasPendingConnections()) {
+        if (HeldConnections() >= MaxConnections && !GiveUpOneIncomplete())
+            return;
+        QTcpSocket* socket = m_server->nextPendingConnection();
+        if (!socket)
+            return;
+        auto* connection = new Tavrol_ClientConnection(socket, OwnerOf(*socket), this);
+        connect(connection, &Tavrol_ClientConnection::CompleteSignal, this,
+                &Tavrol_RequestServer::ConnectionCompleteSlot);
+        connect(connection, &Tavrol_ClientConnection::DroppedSignal, this,
+                &Tavrol_RequestServer::ConnectionDroppedSlot);
+        m_connections.push_back(connection);
+    }
+}
+
+// Room for a connection that waits: the oldest that has sent nothing goes,
+// else the oldest whose message is still coming. Complete messages stay.
+bool Tavrol_RequestServer::GiveUpOneIncomplete()
+{
+    const auto silent = std::find_if(
+        m_connections.begin(), m_connections.end(),
+        [](const Tavrol_ClientConnection* c) { return !c->IsComplete() && !c->HasData(); });
+    const auto chosen =
+        silent != m_connections.end()
+            ? silent
+            : std::find_if(m_connections.begin(), m_connections.end(),
+                           [](const Tavrol_ClientConnection* c) { return !c->IsComplete(); });
+    if (chosen == m_connections.end())
+        return false;
+    Tavrol_ClientConnection* connection = *chosen;
+    m_connections.erase(chosen);
+    Forget(connection);
+    return true;
+}
+
+int Tavrol_RequestServer::WaitingRequests() const
+{
+    return int(std::count_if(m_connections.begin(), m_connections.end(),
+                             [](const Tavrol_ClientConnection* c) { return c->IsComplete(); }));
+}
+
+// Serves every complete message in turn. A dialog opened by one lets this be
+// entered again from its event loop; that call leaves the rest to this one.
+void Tavrol_RequestServer::ConnectionCompleteSlot()
 {
     if (m_connectionBusy)
         return;
-    ProcessRequest();
-}
-
-void Tavrol_RequestServer::ProcessRequest()
-{
     m_connectionBusy = true;
-    QTcpSocket* socket = m_server->nextPendingConnection();
-    if (!socket) {
-        m_connectionBusy = false;
-        return;
+    while (Tavrol_ClientConnection* connection = TakeFirstComplete()) {
+        const QByteArray message = connection->Message();
+        const int owner = connection->OwnerUID();
+        // The message is taken: the client, which holds its end open until
+        // it sees this close, may go while the request is carried out.
+        Forget(connection);
+        Serve(message, owner);
     }
-    m_socket.reset(socket);
-    // Data (or the end) may have come while the connection waited its turn.
-    if (socket->bytesAvailable() > 0 || socket->state() != QAbstractSocket::ConnectedState) {
-        QTimer::singleShot(0, this, &Tavrol_RequestServer::RequestDataSlot);
-        return;
-    }
-    connect(socket, &QIODevice::readyRead, this, &Tavrol_RequestServer::RequestDataSlot);
-    connect(socket, &QAbstractSocket::disconnected, this, &Tavrol_RequestServer::RequestDataSlot);
-    m_firstDataTimer.start();
+    m_connectionBusy = false;
 }
 
-// The first data, the client's end or the time limit, whichever comes first:
-// the request is what has arrived by then.
-void Tavrol_RequestServer::RequestDataSlot()
+void Tavrol_RequestServer::ConnectionDroppedSlot(Tavrol_ClientConnection* connection)
 {
-    if (!m_socket)
-        return;
-    m_firstDataTimer.stop();
-    m_socket->disconnect(this);
-    const Tavrol_Request request = Tavrol_Message::ReadRequest(m_socket.get());
-    const int owner = OwnerOf(*m_socket);
-    // The message is taken: the client, which holds its end open until it
-    // sees this close, may go while the request is carried out.
-    m_socket->close();
+    m_connections.remove(connection);
+    Forget(connection);
+}
+
+Tavrol_ClientConnection* Tavrol_RequestServer::TakeFirstComplete()
+{
+    const auto found =
+        std::find_if(m_connections.begin(), m_connections.end(),
+                     [](const Tavrol_ClientConnection* c) { return c->IsComplete(); });
+    if (found == m_connections.end())
+        return nullptr;
+    Tavrol_ClientConnection* connection = *found;
+    m_connections.erase(found);
+    return connection;
+}
+
+void Tavrol_RequestServer::Serve(QByteArray message, int ownerUID)
+{
+    QBuffer buffer(&message);
+    buffer.open(QIODevice::ReadOnly);
+    const Tavrol_Request request = Tavrol_Message::ReadRequest(&buffer);
     if (Tavrol_ClientCheck::UserMayAsk(request.ClientUID, request.ClientGID,
-                                       Quolix_ComputerData::UID(), owner))
+                                       Quolix_ComputerData::UID(), ownerUID))
         CarryOut(request);
-    EndRequest();
 }
 
 void Tavrol_RequestServer::CarryOut(const Tavrol_Request& request)
@@ -144,12 +185,13 @@ void Tavrol_RequestServer::CarryOut(const Tavrol_Request& request)
         emit SubmitJobSignal(request);
 }
 
-void Tavrol_RequestServer::EndRequest()
+// The end of a connection, served or not: closed without a word, deleted
+// from the event loop (it may be the sender of the signal in hand), and its
+// place given to the next connection waiting.
+void Tavrol_RequestServer::Forget(Tavrol_ClientConnection* connection)
 {
-    if (m_socket)
-        m_socket->close();
-    m_socket.reset();
-    m_connectionBusy = false;
-    if (m_server->hasPendingConnections())
-        QTimer::singleShot(0, this, &Tavrol_RequestServer::NewConnectionToServerSlot);
+    connection->disconnect(this);
+    connection->Close();
+    connection->deleteLater();
+    QTimer::singleShot(0, this, &Tavrol_RequestServer::TakeConnections);
 }

@@ -1,32 +1,46 @@
 #pragma once
 
+#include "server/clientconnection.h"
 #include "server/message.h"
 
 #include <QObject>
 #include <QStringList>
-#include <QTimer>
 
-#include <memory>
+#include <list>
 
 class QTcpServer;
-class QTcpSocket;
 
-// The local socket server: one connection carries one request, and requests
-// are taken one at a time in the order they arrived. Nothing is ever written
-// back, and every refusal is silent. It never waits on a client: a request's
-// data is awaited from the event loop, so a client that connects and stays
-// silent holds up the next request, never the program.
+// The local socket server: one connection carries one request. Nothing is
+// ever written back, and every refusal is silent.
+//
+// Who asks is who the kernel says: the owner of the client's socket is
+// looked up as the connection is accepted, and the request's user and group
+// ids must agree with it (Tavrol_ClientCheck).
+//
+// Connections are read side by side from the event loop, each with its own
+// time limit and size bound (Tavrol_ClientConnection says when a message is
+// complete), so a slow or silent client holds up nobody but itself.
+// Requests are carried out one at a time, in the order their connections
+// arrived among those whose message is complete. At most MaxConnections are
+// read at once (one more waits accepted); the rest wait in the system's
+// listen queue. When all places are taken and another connection waits, the
+// oldest held connection that has sent nothing (else the oldest whose
+// message is still coming) is given up, closed without a word, so that a
+// crowd of silent clients delays the others by no more than the time to
+// accept them.
 //
 // What a request asks for reaches the main object through the signals; a
-// submission may open a dialog, and the request stays in hand until it closes.
+// submission may open a dialog, and the request stays in hand until it
+// closes, while other connections go on being read.
 class Tavrol_RequestServer : public QObject
 {
     Q_OBJECT
 
 public:
-    // A client's first data is awaited this long before the request is read
-    // as it stands (empty, for a silent client).
-    static constexpr int FirstDataTimeoutMs = 30000;
+    static constexpr int FirstDataTimeoutMs = Tavrol_ClientConnection::FirstDataTimeoutMs;
+    static constexpr qint64 MaxMessageBytes = Tavrol_ClientConnection::MaxMessageBytes;
+    static constexpr int MaxConnections = 256;
+    static constexpr int ListenBacklog = 1024;
 
     explicit Tavrol_RequestServer(QObject* parent = nullptr);
     ~Tavrol_RequestServer() override;
@@ -36,7 +50,12 @@ public:
     bool Listen(int port);
     quint16 Port() const;
 
+    // A request is being carried out (a dialog may be open).
     bool ConnectionBusy() const { return m_connectionBusy; }
+    // Connections taken and not yet done with.
+    int HeldConnections() const { return int(m_connections.size()); }
+    // Connections whose message is complete, waiting for their turn.
+    int WaitingRequests() const;
     // Every distinct client name seen, in order of arrival; only ever grows.
     const QStringList& ClientNameList() const { return m_clientNameList; }
 
@@ -49,14 +68,18 @@ public slots:
     void NewConnectionToServerSlot();
 
 private:
-    void ProcessRequest();
-    void RequestDataSlot();
+    void TakeConnections();
+    void ConnectionCompleteSlot();
+    void ConnectionDroppedSlot(Tavrol_ClientConnection* connection);
+    bool GiveUpOneIncomplete();
+    Tavrol_ClientConnection* TakeFirstComplete();
+    void Serve(QByteArray message, int ownerUID);
     void CarryOut(const Tavrol_Request& request);
-    void EndRequest();
+    void Forget(Tavrol_ClientConnection* connection);
 
     QTcpServer* m_server = nullptr;
-    std::unique_ptr<QTcpSocket, void (*)(QTcpSocket*)> m_socket;
-    QTimer m_firstDataTimer;
+    // In order of arrival; children of this object.
+    std::list<Tavrol_ClientConnection*> m_connections;
     bool m_connectionBusy = false;
     QStringList m_clientNameList;
 };

@@ -1,6 +1,7 @@
-// The request server on its own: requests read from the event loop, one at a
-// time in order of arrival, a silent client holding up only the requests
-// behind it, and what each action hands to the main object.
+// The request server on its own: connections read side by side, each with
+// its own time limit and size bound; requests carried out one at a time in
+// the order their connections arrived; a silent client, or a crowd of them,
+// holding up nobody; and what each action hands to the main object.
 
 #include "server/requestserver.h"
 
@@ -15,7 +16,9 @@
 #include <QTimer>
 
 #include <memory>
+#include <vector>
 
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -97,71 +100,140 @@ private slots:
                  (QStringList{QStringLiteral("a"), QStringLiteral("b")}));
     }
 
-    // While a client stays silent the request is in hand, and the event loop
-    // goes on: timers fire, nothing waits.
-    void silentClientDoesNotHoldTheEventLoop()
-    {
-        std::unique_ptr<QTcpSocket> silent = Connect();
-        QVERIFY(silent);
-        QTRY_VERIFY_WITH_TIMEOUT(m_server->ConnectionBusy(), 10000);
-        QElapsedTimer elapsed;
-        elapsed.start();
-        bool fired = false;
-        QTimer::singleShot(10, this, [&fired] { fired = true; });
-        QTRY_VERIFY_WITH_TIMEOUT(fired, 10000);
-        QVERIFY2(elapsed.elapsed() < 1000, qPrintable(QString::number(elapsed.elapsed())));
-        QVERIFY(m_server->ConnectionBusy());
-    }
-
-    // Requests that arrive behind a silent client wait their turn, and are
-    // then served in order of arrival, also when they have left meanwhile.
-    void requestsWaitTheirTurnInOrderOfArrival()
+    // A silent client is held beside the others and holds up nobody: a
+    // complete request behind it is carried out at once.
+    void completeRequestBehindASilentOneIsServedAtOnce()
     {
         QSignalSpy shows(m_server.get(), &Tavrol_RequestServer::ShowSignal);
-        std::unique_ptr<QTcpSocket> first = Connect();
-        QVERIFY(first);
-        QTRY_VERIFY_WITH_TIMEOUT(m_server->ConnectionBusy(), 10000);
-        QVERIFY(Send(Named("second", "show")));
-        QVERIFY(Send(Named("third", "show")));
-        QTest::qWait(300); // nothing may be served while the first is in hand
-        QCOMPARE(shows.count(), 0);
-        first->write(Named("first", "show"));
-        QVERIFY(first->waitForBytesWritten(5000));
-        QTRY_COMPARE_WITH_TIMEOUT(shows.count(), 3, 10000);
+        std::unique_ptr<QTcpSocket> silent = Connect();
+        QVERIFY(silent);
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->HeldConnections(), 1, 10000);
+        QVERIFY(!m_server->ConnectionBusy());
+        QElapsedTimer elapsed;
+        elapsed.start();
+        QVERIFY(Send(Named("behind", "show")));
+        QTRY_COMPARE_WITH_TIMEOUT(shows.count(), 1, 10000);
+        QVERIFY2(elapsed.elapsed() < 1000, qPrintable(QString::number(elapsed.elapsed())));
+        QCOMPARE(m_server->ClientNameList(), QStringList{QStringLiteral("behind")});
+        QCOMPARE(m_server->HeldConnections(), 1);
+        QCOMPARE(silent->state(), QAbstractSocket::ConnectedState);
+    }
+
+    // Requests are carried out one at a time in the order their connections
+    // arrived: while one is in hand (a dialog stands open), two more come
+    // complete, the later one first, and are served first come first.
+    void completeRequestsKeepTheirArrivalOrder()
+    {
+        std::unique_ptr<QTcpSocket> first;
+        std::unique_ptr<QTcpSocket> second;
+        bool bothWaited = false;
+        connect(m_server.get(), &Tavrol_RequestServer::SubmitJobSignal, this, [&] {
+            first = Connect();
+            second = Connect();
+            QVERIFY(first && second);
+            second->write(Named("second", "show"));
+            QVERIFY(second->flush());
+            QTRY_COMPARE_WITH_TIMEOUT(m_server->WaitingRequests(), 1, 10000);
+            first->write(Named("first", "show"));
+            QVERIFY(first->flush());
+            QTRY_COMPARE_WITH_TIMEOUT(m_server->WaitingRequests(), 2, 10000);
+            QVERIFY(m_server->ConnectionBusy());
+            bothWaited = true;
+        });
+        QVERIFY(Send(Named("dialog", "submitjob")));
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->ClientNameList().size(), 3, 20000);
+        QVERIFY(bothWaited);
         QCOMPARE(m_server->ClientNameList(),
-                 (QStringList{QStringLiteral("first"), QStringLiteral("second"),
-                              QStringLiteral("third")}));
+                 (QStringList{QStringLiteral("dialog"), QStringLiteral("first"),
+                              QStringLiteral("second")}));
         QVERIFY(!m_server->ConnectionBusy());
     }
 
-    // A silent client that leaves ends its request with nothing done.
-    void silentClientThatLeavesEndsItsRequest()
+    // A silent client that leaves is forgotten with nothing done.
+    void silentClientThatLeavesIsForgotten()
     {
         std::unique_ptr<QTcpSocket> silent = Connect();
         QVERIFY(silent);
-        QTRY_VERIFY_WITH_TIMEOUT(m_server->ConnectionBusy(), 10000);
-        QVERIFY(Send(Named("next", "show")));
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->HeldConnections(), 1, 10000);
         silent->disconnectFromHost();
-        QTRY_COMPARE_WITH_TIMEOUT(m_server->ClientNameList(), QStringList{QStringLiteral("next")},
-                                  10000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->HeldConnections(), 0, 10000);
+        QCOMPARE(m_server->ClientNameList(), QStringList());
     }
 
-    // A client that stays silent and connected is given up after 30 seconds;
-    // the next request is served then.
+    // A client that stays silent and connected is given up after 30
+    // seconds: its connection is closed and nothing is written back.
     void silentClientIsGivenUpAfterThirtySeconds()
     {
         std::unique_ptr<QTcpSocket> silent = Connect();
         QVERIFY(silent);
-        QTRY_VERIFY_WITH_TIMEOUT(m_server->ConnectionBusy(), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->HeldConnections(), 1, 10000);
         QElapsedTimer elapsed;
         elapsed.start();
-        QVERIFY(Send(Named("patient", "show")));
-        QTRY_COMPARE_WITH_TIMEOUT(m_server->ClientNameList(),
-                                  QStringList{QStringLiteral("patient")}, 60000);
-        QVERIFY(elapsed.elapsed() >= Tavrol_RequestServer::FirstDataTimeoutMs - 1000);
-        // The server closed the silent client's connection and wrote nothing.
-        QTRY_COMPARE_WITH_TIMEOUT(silent->state(), QAbstractSocket::UnconnectedState, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(silent->state(), QAbstractSocket::UnconnectedState, 60000);
+        QVERIFY2(elapsed.elapsed() >= Tavrol_RequestServer::FirstDataTimeoutMs - 1000,
+                 qPrintable(QString::number(elapsed.elapsed())));
         QCOMPARE(silent->readAll(), QByteArray());
+        QCOMPARE(m_server->HeldConnections(), 0);
+        QCOMPARE(m_server->ClientNameList(), QStringList());
+    }
+
+    // A message of the bound is read whole; a byte more and the connection
+    // is dropped without a word, its request never carried out.
+    void messagesAreBoundInSize()
+    {
+        QSignalSpy shows(m_server.get(), &Tavrol_RequestServer::ShowSignal);
+        const QByteArray head = Named("whole", "show") + "\n@pad=";
+        const QByteArray whole =
+            head + QByteArray(int(Tavrol_RequestServer::MaxMessageBytes - head.size()), 'x');
+        std::unique_ptr<QTcpSocket> fits = Connect();
+        QVERIFY(fits);
+        fits->write(whole);
+        QTRY_COMPARE_WITH_TIMEOUT(shows.count(), 1, 20000);
+        std::unique_ptr<QTcpSocket> over = Connect();
+        QVERIFY(over);
+        over->write(Named("over", "show") + "\n@pad=" + QByteArray(whole.size(), 'x'));
+        QTRY_COMPARE_WITH_TIMEOUT(over->state(), QAbstractSocket::UnconnectedState, 20000);
+        QCOMPARE(over->readAll(), QByteArray());
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->HeldConnections(), 0, 10000);
+        QCOMPARE(shows.count(), 1);
+        QCOMPARE(m_server->ClientNameList(), QStringList{QStringLiteral("whole")});
+    }
+
+    // At most MaxConnections are held. When all places are taken, the oldest
+    // silent connections make room for the ones that wait, so a crowd of
+    // silent clients delays a complete request by no more than a second.
+    void crowdOfSilentClientsDelaysNobody()
+    {
+        constexpr int Crowd = Tavrol_RequestServer::MaxConnections + 44;
+        std::vector<int> silent;
+        for (int i = 0; i < Crowd; ++i) {
+            const int fd = TestSupport::ConnectAs(int(getuid()), m_server->Port());
+            QVERIFY(fd >= 0);
+            silent.push_back(fd);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(m_server->HeldConnections(), Tavrol_RequestServer::MaxConnections,
+                                  10000);
+        // The first ones were given up: the server closed them, silently.
+        const auto closedByServer = [](int fd) {
+            char byte = 0;
+            return ::recv(fd, &byte, 1, MSG_DONTWAIT) == 0;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(
+            closedByServer(silent.at(Crowd - Tavrol_RequestServer::MaxConnections - 1)), 10000);
+        for (int i = 0; i < Crowd - Tavrol_RequestServer::MaxConnections; ++i)
+            QVERIFY2(closedByServer(silent.at(size_t(i))), qPrintable(QString::number(i)));
+        for (int i = Crowd - Tavrol_RequestServer::MaxConnections; i < Crowd; ++i)
+            QVERIFY2(!closedByServer(silent.at(size_t(i))), qPrintable(QString::number(i)));
+
+        QSignalSpy shows(m_server.get(), &Tavrol_RequestServer::ShowSignal);
+        QElapsedTimer elapsed;
+        elapsed.start();
+        QVERIFY(Send(Named("crowded", "show")));
+        QTRY_COMPARE_WITH_TIMEOUT(shows.count(), 1, 10000);
+        QVERIFY2(elapsed.elapsed() < 1000, qPrintable(QString::number(elapsed.elapsed())));
+        QVERIFY(m_server->HeldConnections() <= Tavrol_RequestServer::MaxConnections);
+        for (const int fd : silent)
+            ::close(fd);
     }
 
     // Who asks is who owns the client's socket: another user's client that
