@@ -41,11 +41,6 @@ enum SaveAnswer
     SaveCancel
 };
 
-Tavrol_Database* CurrentDatabase()
-{
-    return Tavrol_Database_Manager::Instance()->CurrentDatabase;
-}
-
 // A fresh memory database made current, with the project's file path.
 Tavrol_Database* OpenFreshDatabase(const QString& filePath)
 {
@@ -111,7 +106,7 @@ bool StoreHoldsAnyRecord(Tavrol_Database& database)
 // 0 saved, 1 nothing to save or not wanted, 2 cancelled or failed.
 int Tavrol_AppWindow::SaveIfModified()
 {
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     if (!database || !database->Modified)
         return 1;
     const int answer = AskToSave(*database);
@@ -238,7 +233,7 @@ void Tavrol_AppWindow::NewProject(const QString& path)
     database->AddQueue(QStringLiteral("Long"), 1, nullptr);
     database->AddQueue(QStringLiteral("Short"), 1, nullptr);
     Tavrol_JobType::AddDefaults();
-    if (Tavrol_Database* current = CurrentDatabase())
+    if (Tavrol_Database* current = Tavrol_Database_Manager::Current())
         current->Modified = false;
     ReloadLongQueue();
     ReloadShortQueue();
@@ -251,7 +246,7 @@ void Tavrol_AppWindow::NewProject(const QString& path)
 
 bool Tavrol_AppWindow::SaveProject()
 {
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     if (!database)
         return false;
     QString path = database->FilePath;
@@ -266,7 +261,7 @@ bool Tavrol_AppWindow::SaveProject()
 
 bool Tavrol_AppWindow::SaveProjectAs()
 {
-    if (!CurrentDatabase())
+    if (!Tavrol_Database_Manager::Current())
         return false;
     const QString path = AskProjectFilePath();
     if (path.isEmpty())
@@ -299,7 +294,7 @@ QString Tavrol_AppWindow::WithProjectExtension(const QString& typed)
 bool Tavrol_AppWindow::WriteProject(const QString& path)
 {
     Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
-    manager->SaveToFile(CurrentDatabase(), path);
+    manager->SaveToFile(Tavrol_Database_Manager::Current(), path);
     manager->CloseAll();
     SetLastDirectory(QFileInfo(path).absolutePath());
     Tavrol_Database* database = OpenFreshDatabase(path);
@@ -316,7 +311,7 @@ bool Tavrol_AppWindow::WriteProject(const QString& path)
 void Tavrol_AppWindow::UpdateCaption()
 {
     QString caption = TitleText();
-    if (Tavrol_Database* database = CurrentDatabase()) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         if (database->DatabaseType != SQLiteMemory)
             caption += QStringLiteral(", ") + database->DatabaseName;
         else if (!database->FilePath.isEmpty())
@@ -363,7 +358,7 @@ void ReloadQueue(Tavrol_JobsQueueWidget* view, const QString& queueName, JobsLoa
 {
     if (!view)
         return;
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     if (!database) {
         view->ClearJobs();
         return;
@@ -394,7 +389,7 @@ void Tavrol_AppWindow::ReloadFinishedJobs()
 {
     if (!m_finishedView)
         return;
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     const std::vector<Tavrol_Job> jobs =
         database ? database->LoadFinishedJobs() : std::vector<Tavrol_Job>();
     if (jobs.empty())
@@ -420,7 +415,7 @@ void Tavrol_AppWindow::ReloadQueuelessList()
 {
     if (!m_queuelessView)
         return;
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     const std::vector<Tavrol_Job> jobs =
         database ? database->LoadQueuelessJobs() : std::vector<Tavrol_Job>();
     if (jobs.empty())
