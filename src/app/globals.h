@@ -13,8 +13,8 @@ class Quolix_Process;
 class Tavrol_App;
 class Tavrol_AppWindow;
 
-// Run modes: 0 GUI, 2 console, 4 new console. 1, 3 and 5 are named for a later
-// split of interface and server; nothing sets them.
+// Run modes: 0 GUI, 2 console, 4 new console. 1, 3 and 5 are named, but
+// nothing sets them.
 enum Tavrol_RunModeValue
 {
     RunModeGUI = 0,

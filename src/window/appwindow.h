@@ -5,14 +5,10 @@
 
 #include <memory>
 
-class QAction;
 class QEvent;
 class QFrame;
 class QMainWindow;
-class QMenu;
 class QPushButton;
-class QSystemTrayIcon;
-class QTabWidget;
 class Tavrol_Console;
 class Tavrol_Database;
 class Tavrol_Job;
@@ -27,8 +23,8 @@ class Tavrol_RunningJobsWidget;
 class Tavrol_ShortJobsQueueWidget;
 
 // The main object of every run mode. It owns the QMainWindow in the GUI or the
-// Tavrol_Console in the console, and in both the six views, the project, the
-// tray icon and the request server.
+// Tavrol_Console in the console, and in both the six views, the project and
+// the request server.
 class Tavrol_AppWindow : public QObject
 {
     Q_OBJECT
@@ -120,10 +116,6 @@ private:
     bool m_showQuitting = false;
     QFrame* m_centralFrame = nullptr;
     QPushButton* m_submitButton = nullptr;
-    QPushButton* m_hideButton = nullptr;
-    QPushButton* m_exitButton = nullptr;
-    QTabWidget* m_tabWidget = nullptr;
-    QFrame* m_tabFrames[6] = {};
     Tavrol_LongJobsQueueWidget* m_longView = nullptr;
     Tavrol_ShortJobsQueueWidget* m_shortView = nullptr;
     Tavrol_QueuelessJobsWidget* m_queuelessView = nullptr;
@@ -132,11 +124,5 @@ private:
     Tavrol_JobTypesWidget* m_jobTypesView = nullptr;
     QMainWindow* m_mainWindow = nullptr;
     Tavrol_Console* m_console = nullptr;
-    QMenu* m_trayMenu = nullptr;
-    QSystemTrayIcon* m_trayIcon = nullptr;
-    QAction* m_showAction = nullptr;
-    QAction* m_hideAction = nullptr;
-    QAction* m_exitAction = nullptr;
     Tavrol_RequestServer* m_server = nullptr;
-    Qt::WindowFlags m_windowFlags;
 };

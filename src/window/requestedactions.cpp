@@ -87,10 +87,9 @@ void Tavrol_AppWindow::AddJobToQueue(std::unique_ptr<Tavrol_Job> job)
     }
 }
 
-// The GUI shows the request's files in the Open Files dialog for the user to
-// check, with the request's queue and job type preselected, before they are
-// submitted. Until the window has that dialog, the files go with those
-// preselected choices, through the same per-file rules that the dialog feeds.
+// A request that asks for the user's check, in the GUI: no dialog shows its
+// files; each goes with the request's queue and job type, through the
+// per-file rules of SubmitCheckedFiles.
 void Tavrol_AppWindow::SubmitConfirmedRequest(const Tavrol_SubmitRequest& submission)
 {
     const Tavrol_FileChoice preselected{submission.QueueSelector(), submission.JobTypeID()};
