@@ -58,3 +58,6 @@ QString PlainTitleText(); // "Tavrol 1.1.15"
 QString PlatformText();   // used by the about box
 QString MakersNotice();   // the notice in the banner and the about box
 QString DefaultUsageText();
+
+// "TavrolGUI" or "TavrolConsole", whatever the run mode.
+QString ClientName(bool gui);

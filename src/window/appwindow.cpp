@@ -270,7 +270,7 @@ void Tavrol_AppWindow::ExitSlot()
     if (!m_showQuitting)
         return;
     m_cancelClose = false;
-    if (SaveIfModified() < 2) {
+    if (SaveIfModified() != ProjectSaveCancelled) {
         if (m_longView)
             m_longView->PauseAndKillRunningJobs();
         if (m_shortView)

@@ -10,7 +10,6 @@ class QFrame;
 class QMainWindow;
 class QPushButton;
 class Tavrol_Console;
-class Tavrol_Database;
 class Tavrol_Job;
 class Tavrol_SubmitRequest;
 struct Tavrol_Request;
@@ -46,8 +45,16 @@ public:
     QMainWindow* MainWindow() const { return m_mainWindow; }
     Tavrol_Console* Console() const { return m_console; }
 
+    // What SaveIfModified did, by its numbers.
+    enum SaveResult
+    {
+        ProjectSaved = 0,        // the user said yes and the save succeeded
+        ProjectNotSaved = 1,     // nothing to save, or the user said no
+        ProjectSaveCancelled = 2 // cancelled, or the save failed
+    };
+
     // Project files.
-    int SaveIfModified();
+    int SaveIfModified(); // a SaveResult
     bool OpenProject(const QString& path);
     void NewProject(const QString& path);
     bool SaveProject();
@@ -107,7 +114,6 @@ private:
     void ActivateMainWindow();
     static int DefaultQueueSelector(const QString& file, int jobTypeId);
 
-    int AskToSave(const Tavrol_Database& database) const;
     bool ProjectFileUsable(const QString& path) const;
     QString AskProjectFilePath() const;
     bool WriteProject(const QString& path);

@@ -26,8 +26,8 @@ void Tavrol_AppWindow::StartServer()
             &Tavrol_AppWindow::HideRequestedSlot);
     connect(m_server, &Tavrol_RequestServer::SubmitJobSignal, this,
             &Tavrol_AppWindow::SubmitRequestedJob);
-    const int port = (RunMode < 2 || RunMode > 5) ? Quolix_ComputerData::TavrolGUIPortNumber()
-                                                  : Quolix_ComputerData::TavrolConsolePortNumber();
+    const int port = IsConsoleRunMode() ? Quolix_ComputerData::TavrolConsolePortNumber()
+                                        : Quolix_ComputerData::TavrolGUIPortNumber();
     m_server->Listen(port);
 }
 
