@@ -25,6 +25,7 @@
 
 using Variables = std::vector<std::pair<QString, QString>>;
 
+using TestSupport::ReadUntilClosed;
 using TestSupport::ReceiveAll;
 using TestSupport::RequestOf;
 
@@ -633,16 +634,7 @@ void TestMessage::sendDeliversExactBytesAfterReturn()
     QVERIFY(server.waitForNewConnection(30000));
     std::unique_ptr<QTcpSocket> peek(server.nextPendingConnection());
     QVERIFY(!peek->waitForReadyRead(200));
-    QByteArray received;
-    QElapsedTimer timer;
-    timer.start();
-    while (peek->state() == QAbstractSocket::ConnectedState && timer.elapsed() < 30000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        peek->waitForReadyRead(50);
-        received += peek->readAll();
-    }
-    received += peek->readAll();
-    QCOMPARE(received, text.toLocal8Bit());
+    QCOMPARE(ReadUntilClosed(*peek), text.toLocal8Bit());
 }
 
 void TestMessage::sendTestMessageReachesLocalPort()

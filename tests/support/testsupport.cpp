@@ -65,16 +65,21 @@ QByteArray ReceiveAll(QTcpServer& server)
 {
     if (!server.hasPendingConnections() && !server.waitForNewConnection(30000))
         return QByteArray("<no connection>");
-    std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
+    const std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
+    return ReadUntilClosed(*socket);
+}
+
+QByteArray ReadUntilClosed(QTcpSocket& socket)
+{
     QByteArray received;
     QElapsedTimer timer;
     timer.start();
-    while (socket->state() == QAbstractSocket::ConnectedState && timer.elapsed() < 30000) {
+    while (socket.state() == QAbstractSocket::ConnectedState && timer.elapsed() < 30000) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        socket->waitForReadyRead(50);
-        received += socket->readAll();
+        socket.waitForReadyRead(50);
+        received += socket.readAll();
     }
-    received += socket->readAll();
+    received += socket.readAll();
     return received;
 }
 

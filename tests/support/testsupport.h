@@ -6,6 +6,7 @@
 #include <QString>
 
 class QTcpServer;
+class QTcpSocket;
 struct Tavrol_Request;
 
 namespace TestSupport {
@@ -31,6 +32,9 @@ bool IsAlive(int pid);
 // Takes the next connection of server and collects all it sends until the
 // peer disconnects; "<no connection>" when none comes.
 QByteArray ReceiveAll(QTcpServer& server);
+// Collects all a connected socket receives until the peer disconnects, for at
+// most 30 seconds, running the events meanwhile.
+QByteArray ReadUntilClosed(QTcpSocket& socket);
 
 // A request as the server's reader takes it from these bytes.
 Tavrol_Request RequestOf(const QByteArray& bytes);
