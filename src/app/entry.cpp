@@ -4,6 +4,7 @@
 #include "app/globals.h"
 #include "platform/computerdata.h"
 #include "platform/process.h"
+#include "server/message.h"
 #include "window/appwindow.h"
 
 #include <QApplication>
@@ -159,8 +160,7 @@ QStringList CommandLineArguments(int argc, const char* const* argv)
 
 QString TestMessage(bool guiClientName)
 {
-    return guiClientName ? QStringLiteral("clientname=TavrolGUI\naction=test")
-                         : QStringLiteral("clientname=TavrolConsole\naction=test");
+    return Tavrol_Message::TestMessage(ClientName(guiClientName));
 }
 
 bool TestRunningInstance(bool guiClientName, bool guiPort)
@@ -274,9 +274,9 @@ int TavrolMain(int argc, char** argv)
     NoEventLoop = scan.noEventLoop;
 
     // An instance of the same kind already listens: leave it alone.
-    if (TestRunningInstance(RunMode < 2, RunMode < 2))
+    if (TestRunningInstance(IsGUIRunMode(), IsGUIRunMode()))
         return 0;
-    if (IsServerRunMode(RunMode) && !TestRunningInstance(RunMode < 2, false) &&
+    if (IsServerRunMode(RunMode) && !TestRunningInstance(IsGUIRunMode(), false) &&
         !StartBackgroundServer(argv[0])) {
         return 1;
     }

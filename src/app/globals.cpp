@@ -36,7 +36,12 @@ bool IsConsoleRunMode()
 
 QString ClientName()
 {
-    return IsConsoleRunMode() ? QStringLiteral("TavrolConsole") : QStringLiteral("TavrolGUI");
+    return ClientName(!IsConsoleRunMode());
+}
+
+QString ClientName(bool gui)
+{
+    return gui ? QStringLiteral("TavrolGUI") : QStringLiteral("TavrolConsole");
 }
 
 QString TitleText()

@@ -13,8 +13,8 @@ class Quolix_Process;
 class Tavrol_App;
 class Tavrol_AppWindow;
 
-// Run modes: 0 GUI, 2 console, 4 new console. 1, 3 and 5 are named for a later
-// split of interface and server; nothing sets them.
+// Run modes: 0 GUI, 2 console, 4 new console. 1, 3 and 5 are named, but
+// nothing sets them.
 enum Tavrol_RunModeValue
 {
     RunModeGUI = 0,
@@ -58,3 +58,6 @@ QString PlainTitleText(); // "Tavrol 1.1.15"
 QString PlatformText();   // used by the about box
 QString MakersNotice();   // the notice in the banner and the about box
 QString DefaultUsageText();
+
+// "TavrolGUI" or "TavrolConsole", whatever the run mode.
+QString ClientName(bool gui);

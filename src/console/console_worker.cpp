@@ -5,6 +5,7 @@
 #include "console/consoleinput.h"
 #include "jobs/queueid.h"
 #include "jobtypes/jobtypeswidget.h"
+#include "platform/string.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
 #include "views/jobswidget.h"
@@ -345,10 +346,7 @@ void Tavrol_Console_Worker::RunShellCommand(const QString& command)
     shell.startCommand(QStringLiteral("sh -c \"") + command + QLatin1Char('"'),
                        QIODevice::ReadWrite);
     shell.waitForFinished(-1);
-    QByteArray output = shell.readAllStandardOutput();
+    const QByteArray output = Quolix_String::UpToFirstZero(shell.readAllStandardOutput());
     shell.readAllStandardError();
-    const qsizetype zero = output.indexOf('\0');
-    if (zero >= 0)
-        output.truncate(zero);
     std::printf("\n%s\n\n", output.constData());
 }

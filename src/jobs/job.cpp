@@ -7,6 +7,11 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cstddef>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
 namespace {
 
 const char* const StatusWords[] = {"Unknown",   "Pending", "Running", "Finished",
@@ -18,6 +23,38 @@ QString Converted(const QString& path)
     return Quolix_FileSys::ConvertFilename(path, true, false);
 }
 
+// Converts to the type of any field, so that a brace initialization with N of
+// them compiles exactly when the record has at least N fields.
+struct AnyField
+{
+    template <typename T> operator T() const; // never defined: used in unevaluated contexts only
+};
+
+template <typename Record, typename Indices, typename = void> struct TakesFields : std::false_type
+{
+};
+
+template <typename Record, std::size_t... Index>
+struct TakesFields<Record, std::index_sequence<Index...>,
+                   std::void_t<decltype(Record{(void(Index), AnyField{})...})>> : std::true_type
+{
+};
+
+template <typename Record, std::size_t Count = 0> constexpr std::size_t FieldCount()
+{
+    if constexpr (TakesFields<Record, std::make_index_sequence<Count + 1>>::value)
+        return FieldCount<Record, Count + 1>();
+    else
+        return Count;
+}
+
+// Copies and comparisons go through the record and its Tie(): a field missing
+// from Tie() would be silently left out of operator==.
+static_assert(std::is_aggregate_v<Tavrol_JobRecord>, "the record must stay a plain aggregate");
+static_assert(FieldCount<Tavrol_JobRecord>() ==
+                  std::tuple_size_v<decltype(std::declval<const Tavrol_JobRecord&>().Tie())>,
+              "Tavrol_JobRecord::Tie() must name every field");
+
 } // namespace
 
 Tavrol_Job::Tavrol_Job() = default;
@@ -27,23 +64,34 @@ Tavrol_Job::Tavrol_Job(const QString& name, const Tavrol_JobType& jobType,
                        const QString& clientAddress, int clientPort, int clientUID, int clientGID,
                        int queueID, const QString& queueName, const QString& inputFilePath,
                        const QString& inputFilePath2, int jobID, const QString& jobClass)
-    : JobClass(jobClass), Name(name), ClientName(clientName), ClientAppName(clientAppName),
-      ClientAddress(clientAddress), ClientPort(clientPort), ClientUID(clientUID),
-      ClientGID(clientGID), JobType(jobType), QueueID(queueID), QueueName(queueName),
-      InputFilePath(inputFilePath), InputFilePath2(inputFilePath2), JobID(jobID)
 {
+    JobClass = jobClass;
+    Name = name;
+    ClientName = clientName;
+    ClientAppName = clientAppName;
+    ClientAddress = clientAddress;
+    ClientPort = clientPort;
+    ClientUID = clientUID;
+    ClientGID = clientGID;
+    JobType = jobType;
+    QueueID = queueID;
+    QueueName = queueName;
+    InputFilePath = inputFilePath;
+    InputFilePath2 = inputFilePath2;
+    JobID = jobID;
     SetDefaultOutputFilePath();
 }
 
-Tavrol_Job::Tavrol_Job(const Tavrol_Job& other) : QObject()
-{
-    CopyFieldsFrom(other);
-}
+// A copy is a record of the job, never a second owner of its run: the record
+// part is copied, Process stays null and no connection is carried over.
+Tavrol_Job::Tavrol_Job(const Tavrol_Job& other) : QObject(), Tavrol_JobRecord(other) {}
 
+// The own Process is kept as it is: assigning a record does not end or hand
+// over a run.
 Tavrol_Job& Tavrol_Job::operator=(const Tavrol_Job& other)
 {
     if (this != &other)
-        CopyFieldsFrom(other);
+        static_cast<Tavrol_JobRecord&>(*this) = other;
     return *this;
 }
 
@@ -61,53 +109,10 @@ Tavrol_Job::~Tavrol_Job()
     delete Process;
 }
 
-// Every field but Process: a copy is a record of the job, never a second owner
-// of its run.
-void Tavrol_Job::CopyFieldsFrom(const Tavrol_Job& other)
-{
-    JobClass = other.JobClass;
-    Name = other.Name;
-    ClientName = other.ClientName;
-    ClientAppName = other.ClientAppName;
-    ClientAddress = other.ClientAddress;
-    ClientPort = other.ClientPort;
-    ClientUID = other.ClientUID;
-    ClientGID = other.ClientGID;
-    ClientNotification = other.ClientNotification;
-    JobType = other.JobType;
-    QueueID = other.QueueID;
-    QueueName = other.QueueName;
-    InputFilePath = other.InputFilePath;
-    InputFilePath2 = other.InputFilePath2;
-    StandardInputFile = other.StandardInputFile;
-    StandardOutputFile = other.StandardOutputFile;
-    OutputFilePath = other.OutputFilePath;
-    ChkFile = other.ChkFile;
-    ChkFile1 = other.ChkFile1;
-    Status = other.Status;
-    StdOutAndStdErr = other.StdOutAndStdErr;
-    Submitted = other.Submitted;
-    Started = other.Started;
-    Finished = other.Finished;
-    JobID = other.JobID;
-    Replacements = other.Replacements;
-}
-
+// Every field but Process, in declared order, up to the first difference.
 bool Tavrol_Job::operator==(const Tavrol_Job& other) const
 {
-    return JobClass == other.JobClass && Name == other.Name && ClientName == other.ClientName &&
-           ClientAppName == other.ClientAppName && ClientAddress == other.ClientAddress &&
-           ClientPort == other.ClientPort && ClientUID == other.ClientUID &&
-           ClientGID == other.ClientGID && ClientNotification == other.ClientNotification &&
-           JobType == other.JobType && QueueID == other.QueueID && QueueName == other.QueueName &&
-           InputFilePath == other.InputFilePath && InputFilePath2 == other.InputFilePath2 &&
-           StandardInputFile == other.StandardInputFile &&
-           StandardOutputFile == other.StandardOutputFile &&
-           OutputFilePath == other.OutputFilePath && ChkFile == other.ChkFile &&
-           ChkFile1 == other.ChkFile1 && Status == other.Status &&
-           StdOutAndStdErr == other.StdOutAndStdErr && Submitted == other.Submitted &&
-           Started == other.Started && Finished == other.Finished && JobID == other.JobID &&
-           Replacements == other.Replacements;
+    return Tie() == other.Tie();
 }
 
 QString Tavrol_Job::StatusToString(int status)

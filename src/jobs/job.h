@@ -1,37 +1,21 @@
 #pragma once
 
-#include "jobtypes/jobtype.h"
+#include "jobs/jobrecord.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QProcessEnvironment>
 #include <QString>
 
-#include <utility>
-#include <vector>
-
 class Quolix_Process;
 
-enum Tavrol_JobStatus
-{
-    JobStatusUnknown = 0,
-    JobStatusPending = 1,
-    JobStatusRunning = 2,
-    JobStatusFinished = 3,
-    JobStatusCompleted = 4,
-    JobStatusCrashed = 5,
-    JobStatusFailed = 6,
-    JobStatusKilled = 7
-};
-
-using Tavrol_Replacements = std::vector<std::pair<QString, QString>>;
-
-// Files: job.cpp (the record, its copies and command line), job_execution.cpp
-// (start, environment, end, kill and the client's notification).
+// Files: jobrecord.h (the data fields), job.cpp (the record, its copies and
+// command line), job_execution.cpp (start, environment, end, kill and the
+// client's notification).
 //
 // One job: what is to run, for whom, in which queue, with which files, how far
-// it got and how it ended. Copies never carry the running process.
-class Tavrol_Job : public QObject
+// it got and how it ended. The data fields are those of Tavrol_JobRecord;
+// copies never carry the running process.
+class Tavrol_Job : public QObject, public Tavrol_JobRecord
 {
     Q_OBJECT
 
@@ -77,40 +61,11 @@ public:
     // for standard input, what stands before it (trimmed) the arguments.
     static void SplitArguments(const QString& expanded, QString& arguments, QString& standardInput);
 
-    QString JobClass;
-    QString Name;
-    QString ClientName;
-    QString ClientAppName;
-    QString ClientAddress;
-    int ClientPort = -1;
-    int ClientUID = -1;
-    int ClientGID = -1;
-    int ClientNotification = 0;
-    Tavrol_JobType JobType;
-    int QueueID = -1;
-    QString QueueName;
-    QString InputFilePath;
-    QString InputFilePath2;
-    QString StandardInputFile;
-    QString StandardOutputFile;
-    QString OutputFilePath;
-    QString ChkFile;
-    QString ChkFile1;
-    Tavrol_JobStatus Status = JobStatusUnknown;
     Quolix_Process* Process = nullptr; // owned; set only between Start and the end of the run
-    QString StdOutAndStdErr;
-    QDateTime Submitted;
-    QDateTime Started;
-    QDateTime Finished;
-    int JobID = -1;
-    Tavrol_Replacements Replacements;
 
 public slots:
     void ProcessFinishedSlot(bool normalExit);
 
 signals:
     void JobFinishedSignal();
-
-private:
-    void CopyFieldsFrom(const Tavrol_Job& other);
 };

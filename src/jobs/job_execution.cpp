@@ -141,11 +141,8 @@ void Tavrol_Job::ProcessFinishedSlot(bool /*normalExit*/)
 
     if (Process) {
         // With standard output sent to a file there is no read channel left.
-        QByteArray output = Process->isReadable() ? Process->readAll() : QByteArray();
-        const int zero = output.indexOf('\0');
-        if (zero >= 0)
-            output.truncate(zero);
-        const QString text = QString::fromLatin1(output);
+        const QByteArray output = Process->isReadable() ? Process->readAll() : QByteArray();
+        const QString text = QString::fromLatin1(Quolix_String::UpToFirstZero(output));
         if (!text.isEmpty())
             StdOutAndStdErr += text;
     }

@@ -66,7 +66,7 @@ void Tavrol_JobsQueue::SetPaused(bool paused)
 void Tavrol_JobsQueue::SetMaxRunningJobs(int maximum)
 {
     m_maxRunningJobs = maximum;
-    if (Tavrol_Database* database = Tavrol_Database_Manager::Instance()->CurrentDatabase) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         if (database->GetQueueMaxRunningJobs(Name()) != maximum)
             database->SetQueueMaxRunningJobs(Name(), maximum);
     }

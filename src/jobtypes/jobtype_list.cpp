@@ -20,11 +20,6 @@ std::vector<Tavrol_JobType>& TheList()
     return list;
 }
 
-Tavrol_Database* CurrentStore()
-{
-    return Tavrol_Database_Manager::Instance()->CurrentDatabase;
-}
-
 // Adds a default type when its executable exists; id 0, and the executable's
 // file name as the application name.
 void AddDefault(const QString& name, const QString& executablePath, const QString& defaultQueue,
@@ -48,7 +43,7 @@ QString GaussianUtility(const char* program)
 void Tavrol_JobType::Add(Tavrol_JobType& jobType)
 {
     TheList().push_back(jobType);
-    if (Tavrol_Database* database = CurrentStore()) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         // A type of an existing name makes a new row.
         int jobTypeID = jobType.JobTypeID;
         database->AddJobType(jobType, true, &jobTypeID);
@@ -113,7 +108,7 @@ void Tavrol_JobType::Remove(const Tavrol_JobType& jobType)
             continue;
         }
         list.erase(list.begin() + std::ptrdiff_t(index));
-        if (Tavrol_Database* database = CurrentStore())
+        if (Tavrol_Database* database = Tavrol_Database_Manager::Current())
             database->DeleteJobType(jobType.JobTypeID);
     }
 }
@@ -124,7 +119,7 @@ void Tavrol_JobType::RemoveAll()
     while (!list.empty()) {
         const int jobTypeID = list.front().JobTypeID;
         list.erase(list.begin());
-        if (Tavrol_Database* database = CurrentStore())
+        if (Tavrol_Database* database = Tavrol_Database_Manager::Current())
             database->DeleteJobType(jobTypeID);
     }
 }
@@ -135,7 +130,7 @@ void Tavrol_JobType::Update(const Tavrol_JobType& jobType)
         if (entry.JobTypeID != jobType.JobTypeID)
             continue;
         entry = jobType;
-        if (Tavrol_Database* database = CurrentStore())
+        if (Tavrol_Database* database = Tavrol_Database_Manager::Current())
             database->UpdateJobType(jobType.JobTypeID, jobType);
         return;
     }
@@ -143,7 +138,7 @@ void Tavrol_JobType::Update(const Tavrol_JobType& jobType)
 
 void Tavrol_JobType::ReloadFromStore()
 {
-    if (Tavrol_Database* database = CurrentStore()) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         std::vector<Tavrol_JobType> stored = database->LoadJobTypes();
         if (!stored.empty()) {
             SetAll(stored);

@@ -57,3 +57,9 @@ QString Quolix_String::MaxString(const QStringList& list)
     }
     return longest;
 }
+
+QByteArray Quolix_String::UpToFirstZero(const QByteArray& bytes)
+{
+    const qsizetype zero = bytes.indexOf('\0');
+    return zero >= 0 ? bytes.left(zero) : bytes;
+}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 
@@ -17,4 +18,8 @@ public:
 
     // The first of the longest strings, or an empty string for an empty list.
     static QString MaxString(const QStringList& list);
+
+    // The bytes before the first zero byte, all of them if there is none: the
+    // text a C string of them would hold.
+    static QByteArray UpToFirstZero(const QByteArray& bytes);
 };

@@ -28,7 +28,7 @@ Tavrol_FinishedJobsWidget::~Tavrol_FinishedJobsWidget()
 void Tavrol_FinishedJobsWidget::AddJob(const Tavrol_Job& job)
 {
     m_finishedJobs.push_back(job);
-    if (Tavrol_Database* database = Tavrol_Database_Manager::Instance()->CurrentDatabase) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         int id = -1; // the store picks the next key
         database->AddFinishedJob(job, true, &id);
     }

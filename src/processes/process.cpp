@@ -1,5 +1,7 @@
 #include "processes/process.h"
 
+#include "platform/string.h"
+
 #include <QProcess>
 #include <QStringList>
 
@@ -90,11 +92,8 @@ bool Tavrol_Process::ReadProcessTable(std::vector<Tavrol_Process>& rows)
 
 std::vector<Tavrol_Process> Tavrol_Process::ParseProcessTable(const QByteArray& psOutput)
 {
-    QByteArray bytes = psOutput;
-    const int zero = bytes.indexOf('\0');
-    if (zero >= 0)
-        bytes.truncate(zero);
-    const QStringList lines = QString::fromLatin1(bytes).split(QLatin1Char('\n'));
+    const QStringList lines =
+        QString::fromLatin1(Quolix_String::UpToFirstZero(psOutput)).split(QLatin1Char('\n'));
 
     std::vector<Tavrol_Process> rows;
     for (const QString& line : lines) {

@@ -6,8 +6,9 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 
+#include <cstddef>
+#include <iterator>
 #include <map>
-#include <memory>
 
 // The four job tables differ only in these names, and the history table in
 // three further columns.
@@ -39,35 +40,111 @@ QVariant TimestampValue(const QDateTime& time)
     return QVariant(Tavrol_Database::TimestampText(time));
 }
 
-// Positions of the columns of a job table's rows, looked up by name once per
-// load. A column that the table lacks reads as a null value.
-struct JobColumns
+// Created and LastModified: the time of the insert.
+QVariant CurrentTime(const Tavrol_Job&)
 {
-    explicit JobColumns(const Quolix_ResultRow& row)
-        : Name(row.ColumnIndex(QStringLiteral("Name"))),
-          JobTypeID(row.ColumnIndex(QStringLiteral("JobTypeID"))),
-          QueueID(row.ColumnIndex(QStringLiteral("QueueID"))),
-          InputFilePath(row.ColumnIndex(QStringLiteral("InputFilePath"))),
-          Status(row.ColumnIndex(QStringLiteral("Status"))),
-          Submitted(row.ColumnIndex(QStringLiteral("Submitted"))),
-          Started(row.ColumnIndex(QStringLiteral("Started"))),
-          Finished(row.ColumnIndex(QStringLiteral("Finished"))),
-          JobID(row.ColumnIndex(QStringLiteral("JobID"))),
-          ClientName(row.ColumnIndex(QStringLiteral("ClientName"))),
-          ClientAppName(row.ColumnIndex(QStringLiteral("ClientAppName"))),
-          ClientAddress(row.ColumnIndex(QStringLiteral("ClientAddress"))),
-          ClientPort(row.ColumnIndex(QStringLiteral("ClientPort"))),
-          ClientUID(row.ColumnIndex(QStringLiteral("ClientUID"))),
-          ClientGID(row.ColumnIndex(QStringLiteral("ClientGID"))),
-          StdOutAndStdErr(row.ColumnIndex(QStringLiteral("StdOutAndStdErr"))),
-          InputFilePath2(row.ColumnIndex(QStringLiteral("InputFilePath2"))),
-          JobClass(row.ColumnIndex(QStringLiteral("JobClass"))),
-          ClientNotification(row.ColumnIndex(QStringLiteral("ClientNotification")))
-    {
-    }
-    const int Name, JobTypeID, QueueID, InputFilePath, Status, Submitted, Started, Finished;
-    const int JobID, ClientName, ClientAppName, ClientAddress, ClientPort, ClientUID, ClientGID;
-    const int StdOutAndStdErr, InputFilePath2, JobClass, ClientNotification;
+    return QVariant(Tavrol_Database::Now());
+}
+
+template <QString Tavrol_JobRecord::*Field> QVariant TextOf(const Tavrol_Job& job)
+{
+    return QVariant(job.*Field);
+}
+
+template <int Tavrol_JobRecord::*Field> QVariant IntegerOf(const Tavrol_Job& job)
+{
+    return QVariant(job.*Field);
+}
+
+template <QDateTime Tavrol_JobRecord::*Field> QVariant TimestampOf(const Tavrol_Job& job)
+{
+    return TimestampValue(job.*Field);
+}
+
+template <QString Tavrol_JobRecord::*Field>
+void ReadText(Tavrol_Job& job, const Quolix_ResultRow& row, int column)
+{
+    job.*Field = row.Text(column);
+}
+
+template <int Tavrol_JobRecord::*Field>
+void ReadInteger(Tavrol_Job& job, const Quolix_ResultRow& row, int column)
+{
+    job.*Field = row.Integer(column);
+}
+
+template <QDateTime Tavrol_JobRecord::*Field>
+void ReadTimestamp(Tavrol_Job& job, const Quolix_ResultRow& row, int column)
+{
+    job.*Field = Tavrol_Database::TimestampFromText(row.Text(column));
+}
+
+// One column of the job tables: the value an insert binds, and where a load
+// puts what it reads (nothing: read and dropped).
+struct JobColumn
+{
+    const char* Name;
+    bool FinishedOnly; // only the history has the column
+    QVariant (*Value)(const Tavrol_Job& job);
+    void (*Load)(Tavrol_Job& job, const Quolix_ResultRow& row, int column);
+};
+
+// The columns after the key, in the tables' order; inserts name them in this
+// order. The integer columns bind integers, all others texts.
+const JobColumn JobColumns[] = {
+    {"Name", false, TextOf<&Tavrol_JobRecord::Name>, ReadText<&Tavrol_JobRecord::Name>},
+    // Only the id is kept here; the load then fetches the whole type by it.
+    {"JobTypeID", false, [](const Tavrol_Job& job) { return QVariant(job.JobType.JobTypeID); },
+     [](Tavrol_Job& job, const Quolix_ResultRow& row, int column) {
+         job.JobType.JobTypeID = row.Integer(column);
+     }},
+    {"QueueID", true, IntegerOf<&Tavrol_JobRecord::QueueID>,
+     ReadInteger<&Tavrol_JobRecord::QueueID>},
+    {"ApplicationName", false,
+     [](const Tavrol_Job& job) { return QVariant(job.JobType.ApplicationName); }, nullptr},
+    {"ExecutablePath", false,
+     [](const Tavrol_Job& job) { return QVariant(job.JobType.ExecutablePath); }, nullptr},
+    {"InputFilePath", false, TextOf<&Tavrol_JobRecord::InputFilePath>,
+     ReadText<&Tavrol_JobRecord::InputFilePath>},
+    // A loaded job builds its command line anew.
+    {"CommandLine", false, [](const Tavrol_Job& job) { return QVariant(job.CommandLine()); },
+     nullptr},
+    {"Status", false,
+     [](const Tavrol_Job& job) { return QVariant(Tavrol_Job::StatusToString(job.Status)); },
+     // No time stamping, so that the stored times stay.
+     [](Tavrol_Job& job, const Quolix_ResultRow& row, int column) {
+         job.SetStatus(Tavrol_Job::StatusFromString(row.Text(column)), false);
+     }},
+    {"Submitted", false, TimestampOf<&Tavrol_JobRecord::Submitted>,
+     ReadTimestamp<&Tavrol_JobRecord::Submitted>},
+    {"Started", false, TimestampOf<&Tavrol_JobRecord::Started>,
+     ReadTimestamp<&Tavrol_JobRecord::Started>},
+    {"Finished", true, TimestampOf<&Tavrol_JobRecord::Finished>,
+     ReadTimestamp<&Tavrol_JobRecord::Finished>},
+    {"Created", false, CurrentTime, nullptr},
+    {"LastModified", false, CurrentTime, nullptr},
+    {"JobID", false, IntegerOf<&Tavrol_JobRecord::JobID>, ReadInteger<&Tavrol_JobRecord::JobID>},
+    {"ClientName", false, TextOf<&Tavrol_JobRecord::ClientName>,
+     ReadText<&Tavrol_JobRecord::ClientName>},
+    {"ClientAppName", false, TextOf<&Tavrol_JobRecord::ClientAppName>,
+     ReadText<&Tavrol_JobRecord::ClientAppName>},
+    {"ClientAddress", false, TextOf<&Tavrol_JobRecord::ClientAddress>,
+     ReadText<&Tavrol_JobRecord::ClientAddress>},
+    {"ClientPort", false, IntegerOf<&Tavrol_JobRecord::ClientPort>,
+     ReadInteger<&Tavrol_JobRecord::ClientPort>},
+    {"ClientUID", false, IntegerOf<&Tavrol_JobRecord::ClientUID>,
+     ReadInteger<&Tavrol_JobRecord::ClientUID>},
+    {"ClientGID", false, IntegerOf<&Tavrol_JobRecord::ClientGID>,
+     ReadInteger<&Tavrol_JobRecord::ClientGID>},
+    {"StdOutAndStdErr", true, TextOf<&Tavrol_JobRecord::StdOutAndStdErr>,
+     ReadText<&Tavrol_JobRecord::StdOutAndStdErr>},
+    {"InputFilePath2", false, TextOf<&Tavrol_JobRecord::InputFilePath2>,
+     ReadText<&Tavrol_JobRecord::InputFilePath2>},
+    {"JobClass", false, TextOf<&Tavrol_JobRecord::JobClass>, ReadText<&Tavrol_JobRecord::JobClass>},
+    // Stored as 0 or 1; read back whole.
+    {"ClientNotification", false,
+     [](const Tavrol_Job& job) { return QVariant(job.ClientNotification != 0 ? 1 : 0); },
+     ReadInteger<&Tavrol_JobRecord::ClientNotification>},
 };
 
 } // namespace
@@ -139,36 +216,12 @@ std::vector<Tavrol_Job> Tavrol_Database::LoadFinishedJobs()
 bool Tavrol_Database::AddJob(const JobTable& table, const Tavrol_Job& job, bool forceNew, int* id)
 {
     std::vector<Column> columns;
-    columns.reserve(26);
+    columns.reserve(std::size(JobColumns) + 1);
     columns.push_back({table.KeyColumn, QVariant(0)});
-    columns.push_back({QStringLiteral("Name"), QVariant(job.Name)});
-    columns.push_back({QStringLiteral("JobTypeID"), QVariant(job.JobType.JobTypeID)});
-    if (table.Finished)
-        columns.push_back({QStringLiteral("QueueID"), QVariant(job.QueueID)});
-    columns.push_back({QStringLiteral("ApplicationName"), QVariant(job.JobType.ApplicationName)});
-    columns.push_back({QStringLiteral("ExecutablePath"), QVariant(job.JobType.ExecutablePath)});
-    columns.push_back({QStringLiteral("InputFilePath"), QVariant(job.InputFilePath)});
-    columns.push_back({QStringLiteral("CommandLine"), QVariant(job.CommandLine())});
-    columns.push_back({QStringLiteral("Status"), QVariant(Tavrol_Job::StatusToString(job.Status))});
-    columns.push_back({QStringLiteral("Submitted"), TimestampValue(job.Submitted)});
-    columns.push_back({QStringLiteral("Started"), TimestampValue(job.Started)});
-    if (table.Finished)
-        columns.push_back({QStringLiteral("Finished"), TimestampValue(job.Finished)});
-    columns.push_back({QStringLiteral("Created"), QVariant(Now())});
-    columns.push_back({QStringLiteral("LastModified"), QVariant(Now())});
-    columns.push_back({QStringLiteral("JobID"), QVariant(job.JobID)});
-    columns.push_back({QStringLiteral("ClientName"), QVariant(job.ClientName)});
-    columns.push_back({QStringLiteral("ClientAppName"), QVariant(job.ClientAppName)});
-    columns.push_back({QStringLiteral("ClientAddress"), QVariant(job.ClientAddress)});
-    columns.push_back({QStringLiteral("ClientPort"), QVariant(job.ClientPort)});
-    columns.push_back({QStringLiteral("ClientUID"), QVariant(job.ClientUID)});
-    columns.push_back({QStringLiteral("ClientGID"), QVariant(job.ClientGID)});
-    if (table.Finished)
-        columns.push_back({QStringLiteral("StdOutAndStdErr"), QVariant(job.StdOutAndStdErr)});
-    columns.push_back({QStringLiteral("InputFilePath2"), QVariant(job.InputFilePath2)});
-    columns.push_back({QStringLiteral("JobClass"), QVariant(job.JobClass)});
-    columns.push_back(
-        {QStringLiteral("ClientNotification"), QVariant(job.ClientNotification != 0 ? 1 : 0)});
+    for (const JobColumn& column : JobColumns) {
+        if (table.Finished || !column.FinishedOnly)
+            columns.push_back({QLatin1String(column.Name), column.Value(job)});
+    }
     return InsertRow({table.Table, table.KeyColumn, job.Name}, forceNew, id, columns);
 }
 
@@ -196,38 +249,34 @@ std::vector<Tavrol_Job> Tavrol_Database::LoadJobs(const JobTable& table)
     int rows = 0;
     if (SelectPreparedInt(QStringLiteral("SELECT COUNT(*) FROM ") + table.Table, &rows))
         jobs.reserve(size_t(rows));
-    std::unique_ptr<JobColumns> columns;
+    // Positions of the columns by name, looked up once per load.
+    std::vector<int> positions;
     std::map<int, Tavrol_JobType> jobTypes;
     const auto rebuild = [&](const Quolix_ResultRow& row) {
-        if (!columns)
-            columns = std::make_unique<JobColumns>(row);
-        const JobColumns& column = *columns;
-        const int jobTypeID = row.Integer(column.JobTypeID);
-        auto jobType = jobTypes.find(jobTypeID);
-        if (jobType == jobTypes.end())
-            jobType = jobTypes.emplace(jobTypeID, GetJobType(jobTypeID)).first;
-        int queueID = 0;
-        QString queueName = table.QueueName;
-        if (table.Finished) {
-            queueID = row.Integer(column.QueueID);
-            queueName = Tavrol_JobType::QueueNameFromID(queueID);
+        if (positions.empty()) {
+            for (const JobColumn& column : JobColumns)
+                positions.push_back(row.ColumnIndex(QLatin1String(column.Name)));
         }
-        jobs.emplace_back(row.Text(column.Name), jobType->second, row.Text(column.ClientName),
-                          row.Text(column.ClientAppName), row.Text(column.ClientAddress),
-                          row.Integer(column.ClientPort), row.Integer(column.ClientUID),
-                          row.Integer(column.ClientGID), queueID, queueName,
-                          row.Text(column.InputFilePath), row.Text(column.InputFilePath2),
-                          row.Integer(column.JobID), row.Text(column.JobClass));
-        Tavrol_Job& job = jobs.back();
-        job.Submitted = TimestampFromText(row.Text(column.Submitted));
-        job.Started = TimestampFromText(row.Text(column.Started));
-        if (table.Finished)
-            job.Finished = TimestampFromText(row.Text(column.Finished));
-        // No time stamping, so that the stored times stay.
-        job.SetStatus(Tavrol_Job::StatusFromString(row.Text(column.Status)), false);
-        if (table.Finished)
-            job.StdOutAndStdErr = row.Text(column.StdOutAndStdErr);
-        job.ClientNotification = row.Integer(column.ClientNotification);
+        Tavrol_Job& job = jobs.emplace_back();
+        for (std::size_t index = 0; index < std::size(JobColumns); ++index) {
+            const JobColumn& column = JobColumns[index];
+            if (column.Load && (table.Finished || !column.FinishedOnly))
+                column.Load(job, row, positions[index]);
+        }
+        auto jobType = jobTypes.find(job.JobType.JobTypeID);
+        if (jobType == jobTypes.end())
+            jobType =
+                jobTypes.emplace(job.JobType.JobTypeID, GetJobType(job.JobType.JobTypeID)).first;
+        job.JobType = jobType->second;
+        if (table.Finished) {
+            job.QueueName = Tavrol_JobType::QueueNameFromID(job.QueueID);
+        } else {
+            job.QueueID = 0;
+            job.QueueName = table.QueueName;
+        }
+        // What the full constructor does last, now that the input file and
+        // the job type are in place.
+        job.SetDefaultOutputFilePath();
     };
     if (!SelectEach(driver->sqlStatement(QSqlDriver::SelectStatement, table.Table, fields, false),
                     rebuild))

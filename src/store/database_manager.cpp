@@ -37,6 +37,11 @@ Tavrol_Database_Manager* Tavrol_Database_Manager::Instance()
     return instance;
 }
 
+Tavrol_Database* Tavrol_Database_Manager::Current()
+{
+    return Instance()->CurrentDatabase;
+}
+
 std::vector<Tavrol_Database*> Tavrol_Database_Manager::Databases() const
 {
     std::vector<Tavrol_Database*> databases;

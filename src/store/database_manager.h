@@ -12,14 +12,16 @@ class Tavrol_Database;
 
 // The one place that makes, finds and ends databases, and copies a memory
 // database to and from a project file. It owns every database; all other code
-// reaches the current one through CurrentDatabase, anew at each use, since
-// CloseAll deletes it.
+// reaches the current one through Current(), anew at each use, since CloseAll
+// deletes it.
 class Tavrol_Database_Manager : public QObject
 {
     Q_OBJECT
 
 public:
     static Tavrol_Database_Manager* Instance();
+    // The current database, or null; never to be kept across calls.
+    static Tavrol_Database* Current();
 
     // Finds or makes a database and makes it current; does not open it. Null
     // for a cancelled file dialog, or for an empty path with mustExist and no

@@ -28,11 +28,6 @@
 
 namespace {
 
-Tavrol_Database* CurrentStore()
-{
-    return Tavrol_Database_Manager::Instance()->CurrentDatabase;
-}
-
 Tavrol_FinishedJobsWidget* FinishedJobsView()
 {
     return TavrolAppWindow ? TavrolAppWindow->FinishedJobsView() : nullptr;
@@ -163,7 +158,7 @@ void Tavrol_JobsWidget::AddJob(Tavrol_Job* job)
 {
     // The job may be running before its row exists in the store.
     Collection().AddJob(job);
-    if (Tavrol_Database* database = CurrentStore()) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         AddStoreRow(*database, *job);
         database->SetGeneralData(QStringLiteral("LastJobID"), QString::number(job->JobID));
     }
@@ -180,7 +175,7 @@ void Tavrol_JobsWidget::SweepFinishedJobs()
 {
     if (m_removing)
         return;
-    Tavrol_Database* database = CurrentStore();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     // The index goes on after a removal, so the job that moved into place i
     // is left to the nested pass that the removal's own update signal runs.
     for (int i = 0; i < Collection().Count(); ++i) {
@@ -267,7 +262,7 @@ bool Tavrol_JobsWidget::RemoveJobs(const std::vector<int>& jobIds)
                       ids.end());
         }
     }
-    if (Tavrol_Database* database = CurrentStore()) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         for (const int id : ids)
             DeleteStoreRow(*database, id);
     }

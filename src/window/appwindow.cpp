@@ -39,8 +39,7 @@ constexpr int MinimumWindowPosition = 10;
 
 } // namespace
 
-Tavrol_AppWindow::Tavrol_AppWindow(QObject* parent, Qt::WindowFlags flags)
-    : QObject(parent), m_windowFlags(flags)
+Tavrol_AppWindow::Tavrol_AppWindow(QObject* parent, Qt::WindowFlags flags) : QObject(parent)
 {
     if (IsConsoleRunMode()) {
         m_console = new Tavrol_Console();
@@ -103,9 +102,8 @@ void Tavrol_AppWindow::CreateViews()
     m_jobTypesView = new Tavrol_JobTypesWidget(nullptr);
 }
 
-// The window's central frame. Its tabs, which hold the views' frames, and its
-// button row are the window's own later addition; until then the views are
-// made without a page to sit on.
+// The window's central frame. The views are made without a parent, so their
+// frames are not placed on it.
 void Tavrol_AppWindow::BuildMainWindowFrame()
 {
     m_centralFrame = new QFrame(m_mainWindow);
@@ -273,7 +271,7 @@ void Tavrol_AppWindow::ExitSlot()
     if (!m_showQuitting)
         return;
     m_cancelClose = false;
-    if (SaveIfModified() < 2) {
+    if (SaveIfModified() != ProjectSaveCancelled) {
         if (m_longView)
             m_longView->PauseAndKillRunningJobs();
         if (m_shortView)
@@ -343,9 +341,8 @@ bool Tavrol_AppWindow::eventFilter(QObject* watched, QEvent* event)
 // Files handed over by the views (dropped on a table) or by "Submit Jobs...".
 // Each existing file goes to the view of its queue, which builds the job with
 // this process's client fields. A file that gets no queue is skipped; one
-// that gets no job type is dropped by the view. The Open Files dialog, which
-// lets the user check the files and pick queue and type first, belongs in
-// front of this loop in the GUI.
+// that gets no job type is dropped by the view. The files are taken as given:
+// nothing asks the user to check them first.
 void Tavrol_AppWindow::SubmitJobs(const QStringList& files, int queueSelector, int jobTypeId)
 {
     for (const QString& file : files) {

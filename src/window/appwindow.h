@@ -5,16 +5,11 @@
 
 #include <memory>
 
-class QAction;
 class QEvent;
 class QFrame;
 class QMainWindow;
-class QMenu;
 class QPushButton;
-class QSystemTrayIcon;
-class QTabWidget;
 class Tavrol_Console;
-class Tavrol_Database;
 class Tavrol_Job;
 class Tavrol_SubmitRequest;
 struct Tavrol_Request;
@@ -31,8 +26,8 @@ class Tavrol_ShortJobsQueueWidget;
 // clients ask for), appwindow_projectfiles.cpp (new, open, save, caption).
 //
 // The main object of every run mode. It owns the QMainWindow in the GUI or the
-// Tavrol_Console in the console, and in both the six views, the project, the
-// tray icon and the request server.
+// Tavrol_Console in the console, and in both the six views, the project and
+// the request server.
 class Tavrol_AppWindow : public QObject
 {
     Q_OBJECT
@@ -57,8 +52,16 @@ public:
     QMainWindow* MainWindow() const { return m_mainWindow; }
     Tavrol_Console* Console() const { return m_console; }
 
+    // What SaveIfModified did, by its numbers.
+    enum SaveResult
+    {
+        ProjectSaved = 0,        // the user said yes and the save succeeded
+        ProjectNotSaved = 1,     // nothing to save, or the user said no
+        ProjectSaveCancelled = 2 // cancelled, or the save failed
+    };
+
     // Project files.
-    int SaveIfModified();
+    int SaveIfModified(); // a SaveResult
     bool OpenProject(const QString& path);
     void NewProject(const QString& path);
     bool SaveProject();
@@ -118,7 +121,6 @@ private:
     void ActivateMainWindow();
     static int DefaultQueueSelector(const QString& file, int jobTypeId);
 
-    int AskToSave(const Tavrol_Database& database) const;
     bool ProjectFileUsable(const QString& path) const;
     QString AskProjectFilePath() const;
     bool WriteProject(const QString& path);
@@ -127,10 +129,6 @@ private:
     bool m_showQuitting = false;
     QFrame* m_centralFrame = nullptr;
     QPushButton* m_submitButton = nullptr;
-    QPushButton* m_hideButton = nullptr;
-    QPushButton* m_exitButton = nullptr;
-    QTabWidget* m_tabWidget = nullptr;
-    QFrame* m_tabFrames[6] = {};
     Tavrol_LongJobsQueueWidget* m_longView = nullptr;
     Tavrol_ShortJobsQueueWidget* m_shortView = nullptr;
     Tavrol_QueuelessJobsWidget* m_queuelessView = nullptr;
@@ -139,11 +137,5 @@ private:
     Tavrol_JobTypesWidget* m_jobTypesView = nullptr;
     QMainWindow* m_mainWindow = nullptr;
     Tavrol_Console* m_console = nullptr;
-    QMenu* m_trayMenu = nullptr;
-    QSystemTrayIcon* m_trayIcon = nullptr;
-    QAction* m_showAction = nullptr;
-    QAction* m_hideAction = nullptr;
-    QAction* m_exitAction = nullptr;
     Tavrol_RequestServer* m_server = nullptr;
-    Qt::WindowFlags m_windowFlags;
 };

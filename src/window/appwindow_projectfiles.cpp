@@ -41,11 +41,6 @@ enum SaveAnswer
     SaveCancel
 };
 
-Tavrol_Database* CurrentDatabase()
-{
-    return Tavrol_Database_Manager::Instance()->CurrentDatabase;
-}
-
 // A fresh memory database made current, with the project's file path.
 Tavrol_Database* OpenFreshDatabase(const QString& filePath)
 {
@@ -106,27 +101,12 @@ bool StoreHoldsAnyRecord(Tavrol_Database& database)
            !database.LoadQueuelessJobs().empty();
 }
 
-} // namespace
-
-// 0 saved, 1 nothing to save or not wanted, 2 cancelled or failed.
-int Tavrol_AppWindow::SaveIfModified()
-{
-    Tavrol_Database* database = CurrentDatabase();
-    if (!database || !database->Modified)
-        return 1;
-    const int answer = AskToSave(*database);
-    if (answer == SaveYes && SaveProject())
-        return 0;
-    if (answer == SaveNo)
-        return 1;
-    m_cancelClose = true;
-    return 2;
-}
-
-int Tavrol_AppWindow::AskToSave(const Tavrol_Database& database) const
+// The question and its words depend on the kind of database and whether the
+// project has a file; the console asks by a printed prompt, with no window.
+SaveAnswer AskToSave(QWidget* mainWindow, const Tavrol_Database& database)
 {
     const bool unnamed = database.FilePath.isEmpty();
-    if (!m_mainWindow) {
+    if (!mainWindow) {
         if (database.DatabaseType == SQLiteFile ||
             (database.DatabaseType == SQLiteMemory && !unnamed))
             return AskOnConsole(
@@ -136,7 +116,7 @@ int Tavrol_AppWindow::AskToSave(const Tavrol_Database& database) const
         return AskOnConsole(nullptr); // no question for a server database, but a line is read
     }
     if (database.DatabaseType == SQLiteFile)
-        return AskInWindow(m_mainWindow, QStringLiteral("Save Changes to Current Project?"),
+        return AskInWindow(mainWindow, QStringLiteral("Save Changes to Current Project?"),
                            QStringLiteral("Would you like to save changes to the current Tavrol "
                                           "project before closing it?\n\nIf you choose No, the "
                                           "changes to the database will be lost."),
@@ -144,17 +124,33 @@ int Tavrol_AppWindow::AskToSave(const Tavrol_Database& database) const
     if (database.DatabaseType != SQLiteMemory)
         return SaveCancel; // a modified server database cannot be closed this way
     if (unnamed)
-        return AskInWindow(m_mainWindow, QStringLiteral("Save Current Project?"),
+        return AskInWindow(mainWindow, QStringLiteral("Save Current Project?"),
                            QStringLiteral("Would you like to save the current Tavrol project to "
                                           "a file before closing it?\n\nIf you choose No, the "
                                           "project will be lost."),
                            QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
-    return AskInWindow(m_mainWindow, QStringLiteral("Save Current Project?"),
+    return AskInWindow(mainWindow, QStringLiteral("Save Current Project?"),
                        QStringLiteral("Would you like to save changes made to the current Tavrol "
                                       "project before closing it?\n\nIf you choose No, the "
                                       "changes made to the project since the last save will be "
                                       "lost."),
                        QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+}
+
+} // namespace
+
+int Tavrol_AppWindow::SaveIfModified()
+{
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
+    if (!database || !database->Modified)
+        return ProjectNotSaved;
+    const SaveAnswer answer = AskToSave(m_mainWindow, *database);
+    if (answer == SaveYes && SaveProject())
+        return ProjectSaved;
+    if (answer == SaveNo)
+        return ProjectNotSaved;
+    m_cancelClose = true;
+    return ProjectSaveCancelled;
 }
 
 bool Tavrol_AppWindow::OpenProject(const QString& path)
@@ -163,7 +159,7 @@ bool Tavrol_AppWindow::OpenProject(const QString& path)
         return false;
     if (m_mainWindow && !ProjectFileUsable(path))
         return false;
-    if (SaveIfModified() == 2)
+    if (SaveIfModified() == ProjectSaveCancelled)
         return false;
     Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
     manager->CloseAll();
@@ -224,7 +220,7 @@ bool Tavrol_AppWindow::ProjectFileUsable(const QString& path) const
 
 void Tavrol_AppWindow::NewProject(const QString& path)
 {
-    if (SaveIfModified() == 2)
+    if (SaveIfModified() == ProjectSaveCancelled)
         return;
     Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
     manager->CloseAll();
@@ -232,13 +228,11 @@ void Tavrol_AppWindow::NewProject(const QString& path)
     if (!database || !database->Open() || !database->CreateTables())
         return;
     database->SetGeneralData(QStringLiteral("Version"), QString::number(ProjectVersion));
-    QString versionText;
-    database->GetGeneralData(QStringLiteral("Version"), versionText);
     database->FilePath = path;
     database->AddQueue(QStringLiteral("Long"), 1, nullptr);
     database->AddQueue(QStringLiteral("Short"), 1, nullptr);
     Tavrol_JobType::AddDefaults();
-    if (Tavrol_Database* current = CurrentDatabase())
+    if (Tavrol_Database* current = Tavrol_Database_Manager::Current())
         current->Modified = false;
     ReloadLongQueue();
     ReloadShortQueue();
@@ -251,7 +245,7 @@ void Tavrol_AppWindow::NewProject(const QString& path)
 
 bool Tavrol_AppWindow::SaveProject()
 {
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     if (!database)
         return false;
     QString path = database->FilePath;
@@ -266,7 +260,7 @@ bool Tavrol_AppWindow::SaveProject()
 
 bool Tavrol_AppWindow::SaveProjectAs()
 {
-    if (!CurrentDatabase())
+    if (!Tavrol_Database_Manager::Current())
         return false;
     const QString path = AskProjectFilePath();
     if (path.isEmpty())
@@ -299,7 +293,7 @@ QString Tavrol_AppWindow::WithProjectExtension(const QString& typed)
 bool Tavrol_AppWindow::WriteProject(const QString& path)
 {
     Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
-    manager->SaveToFile(CurrentDatabase(), path);
+    manager->SaveToFile(Tavrol_Database_Manager::Current(), path);
     manager->CloseAll();
     SetLastDirectory(QFileInfo(path).absolutePath());
     Tavrol_Database* database = OpenFreshDatabase(path);
@@ -307,7 +301,6 @@ bool Tavrol_AppWindow::WriteProject(const QString& path)
         return false;
     manager->LoadFromFile(path, database);
     database->Modified = false;
-    UpdateCaption();
     AddToRecentProjects(path);
     UpdateCaption();
     return true;
@@ -316,7 +309,7 @@ bool Tavrol_AppWindow::WriteProject(const QString& path)
 void Tavrol_AppWindow::UpdateCaption()
 {
     QString caption = TitleText();
-    if (Tavrol_Database* database = CurrentDatabase()) {
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         if (database->DatabaseType != SQLiteMemory)
             caption += QStringLiteral(", ") + database->DatabaseName;
         else if (!database->FilePath.isEmpty())
@@ -363,7 +356,7 @@ void ReloadQueue(Tavrol_JobsQueueWidget* view, const QString& queueName, JobsLoa
 {
     if (!view)
         return;
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     if (!database) {
         view->ClearJobs();
         return;
@@ -394,7 +387,7 @@ void Tavrol_AppWindow::ReloadFinishedJobs()
 {
     if (!m_finishedView)
         return;
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     const std::vector<Tavrol_Job> jobs =
         database ? database->LoadFinishedJobs() : std::vector<Tavrol_Job>();
     if (jobs.empty())
@@ -420,7 +413,7 @@ void Tavrol_AppWindow::ReloadQueuelessList()
 {
     if (!m_queuelessView)
         return;
-    Tavrol_Database* database = CurrentDatabase();
+    Tavrol_Database* database = Tavrol_Database_Manager::Current();
     const std::vector<Tavrol_Job> jobs =
         database ? database->LoadQueuelessJobs() : std::vector<Tavrol_Job>();
     if (jobs.empty())

@@ -26,8 +26,8 @@ void Tavrol_AppWindow::StartServer()
             &Tavrol_AppWindow::HideRequestedSlot);
     connect(m_server, &Tavrol_RequestServer::SubmitJobSignal, this,
             &Tavrol_AppWindow::SubmitRequestedJob);
-    const int port = (RunMode < 2 || RunMode > 5) ? Quolix_ComputerData::TavrolGUIPortNumber()
-                                                  : Quolix_ComputerData::TavrolConsolePortNumber();
+    const int port = IsConsoleRunMode() ? Quolix_ComputerData::TavrolConsolePortNumber()
+                                        : Quolix_ComputerData::TavrolGUIPortNumber();
     m_server->Listen(port);
 }
 
@@ -76,10 +76,9 @@ void Tavrol_AppWindow::AddJobToQueue(std::unique_ptr<Tavrol_Job> job)
         view->AddJob(job.release());
 }
 
-// The GUI shows the request's files in the Open Files dialog for the user to
-// check, with the request's queue and job type preselected, before they are
-// submitted. Until the window has that dialog, the files go with those
-// preselected choices, through the same per-file rules that the dialog feeds.
+// A request that asks for the user's check, in the GUI: no dialog shows its
+// files; each goes with the request's queue and job type, through the
+// per-file rules of SubmitCheckedFiles.
 void Tavrol_AppWindow::SubmitConfirmedRequest(const Tavrol_SubmitRequest& submission)
 {
     const Tavrol_FileChoice preselected{submission.QueueSelector(), submission.JobTypeID()};

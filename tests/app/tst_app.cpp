@@ -7,6 +7,9 @@
 #include "platform/registry.h"
 #include "window/appwindow.h"
 
+#include "capture.h"
+#include "testsupport.h"
+
 #include <QtTest>
 
 #include <QLibraryInfo>
@@ -18,32 +21,14 @@
 #include <cstdio>
 #include <unistd.h>
 
+using TestSupport::StandardOutputOf;
+
 namespace {
 
 // The arguments the application object is built with; they outlive it.
 int InitArgc = 1;
 char InitProgram[] = "tst_app";
 char* InitArgv[] = {InitProgram, nullptr};
-
-template <typename Action> QByteArray StandardOutputOf(Action action)
-{
-    std::fflush(stdout);
-    std::FILE* capture = std::tmpfile();
-    const int saved = dup(fileno(stdout));
-    dup2(fileno(capture), fileno(stdout));
-    action();
-    std::fflush(stdout);
-    dup2(saved, fileno(stdout));
-    close(saved);
-    std::rewind(capture);
-    QByteArray bytes;
-    char buffer[512];
-    size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof buffer, capture)) > 0)
-        bytes.append(buffer, static_cast<int>(read));
-    std::fclose(capture);
-    return bytes;
-}
 
 QString WriteScript(const QString& path, const QString& marker)
 {
@@ -80,10 +65,7 @@ private:
     {
         const QString path = m_dir.filePath(name);
         QDir().mkpath(QFileInfo(path).absolutePath());
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        file.write("input");
-        return path;
+        return TestSupport::WrittenFile(path, "input");
     }
 
 private slots:

@@ -2,6 +2,8 @@
 
 #include "app/globals.h"
 
+#include "capture.h"
+
 #include <QtTest>
 
 #include <QTemporaryDir>
@@ -9,28 +11,9 @@
 #include <cstdio>
 #include <unistd.h>
 
-namespace {
+using TestSupport::StandardErrorOf;
 
-// Standard error of a piece of code, caught through a temporary file.
-template <typename Action> QByteArray StandardErrorOf(Action action)
-{
-    std::fflush(stderr);
-    std::FILE* capture = std::tmpfile();
-    const int saved = dup(fileno(stderr));
-    dup2(fileno(capture), fileno(stderr));
-    action();
-    std::fflush(stderr);
-    dup2(saved, fileno(stderr));
-    close(saved);
-    std::rewind(capture);
-    QByteArray bytes;
-    char buffer[512];
-    size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof buffer, capture)) > 0)
-        bytes.append(buffer, static_cast<int>(read));
-    std::fclose(capture);
-    return bytes;
-}
+namespace {
 
 QByteArray ContentsOf(const QString& path)
 {

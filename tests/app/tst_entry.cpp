@@ -5,6 +5,9 @@
 #include "platform/computerdata.h"
 #include "platform/process.h"
 
+#include "capture.h"
+#include "testsupport.h"
+
 #include <QtTest>
 
 #include <QApplication>
@@ -17,6 +20,9 @@
 #include <new>
 #include <unistd.h>
 #include <vector>
+
+using TestSupport::ReceiveAll;
+using TestSupport::StandardOutputOf;
 
 namespace {
 
@@ -46,27 +52,6 @@ Tavrol_RawArguments Scan(std::initializer_list<const char*> words)
     return ScanRawArguments(arguments.Count(), arguments.Vector());
 }
 
-// Standard output of a piece of code, caught through a temporary file.
-template <typename Action> QByteArray StandardOutputOf(Action action)
-{
-    std::fflush(stdout);
-    std::FILE* capture = std::tmpfile();
-    const int saved = dup(fileno(stdout));
-    dup2(fileno(capture), fileno(stdout));
-    action();
-    std::fflush(stdout);
-    dup2(saved, fileno(stdout));
-    close(saved);
-    std::rewind(capture);
-    QByteArray bytes;
-    char buffer[512];
-    size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof buffer, capture)) > 0)
-        bytes.append(buffer, static_cast<int>(read));
-    std::fclose(capture);
-    return bytes;
-}
-
 // The cleanup removes every message handler, Qt Test's own included; it is put back.
 int RunResult(int result)
 {
@@ -93,28 +78,7 @@ private:
 
     QString CreateFile(const QString& name)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        file.write("project");
-        return path;
-    }
-
-    QByteArray ReceivedBy(QTcpServer& server)
-    {
-        if (!server.hasPendingConnections() && !server.waitForNewConnection(10000))
-            return "<no connection>";
-        QTcpSocket* socket = server.nextPendingConnection();
-        QByteArray received;
-        while (socket->state() == QAbstractSocket::ConnectedState || socket->bytesAvailable()) {
-            if (socket->bytesAvailable())
-                received += socket->readAll();
-            else if (!socket->waitForReadyRead(10000))
-                break;
-        }
-        received += socket->readAll();
-        delete socket;
-        return received;
+        return TestSupport::WrittenFile(m_dir.filePath(name), "project");
     }
 
 private slots:
@@ -446,7 +410,7 @@ private slots:
         QVERIFY(server.listen(QHostAddress::LocalHost,
                               quint16(Quolix_ComputerData::TavrolConsolePortNumber())));
         QVERIFY(TestRunningInstance(false, false));
-        QCOMPARE(ReceivedBy(server), QByteArray("clientname=TavrolConsole\naction=test"));
+        QCOMPARE(ReceiveAll(server), QByteArray("clientname=TavrolConsole\naction=test"));
     }
 
     void runningGUIInstanceReceivesTheTest()
@@ -455,7 +419,7 @@ private slots:
         QVERIFY(server.listen(QHostAddress::LocalHost,
                               quint16(Quolix_ComputerData::TavrolGUIPortNumber())));
         QVERIFY(TestRunningInstance(true, true));
-        QCOMPARE(ReceivedBy(server), QByteArray("clientname=TavrolGUI\naction=test"));
+        QCOMPARE(ReceiveAll(server), QByteArray("clientname=TavrolGUI\naction=test"));
     }
 
     void nameAndPortAreChosenApart()
@@ -465,7 +429,7 @@ private slots:
                               quint16(Quolix_ComputerData::TavrolConsolePortNumber())));
         QVERIFY(!TestRunningInstance(false, true)); // nothing on the GUI port
         QVERIFY(TestRunningInstance(true, false));
-        QCOMPARE(ReceivedBy(server), QByteArray("clientname=TavrolGUI\naction=test"));
+        QCOMPARE(ReceiveAll(server), QByteArray("clientname=TavrolGUI\naction=test"));
     }
 
     void noInstanceMeansNoConnection()

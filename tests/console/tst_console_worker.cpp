@@ -143,11 +143,7 @@ private:
 
     QString Input(const QString& name)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        file.write("x\n");
-        return path;
+        return TestSupport::WrittenFile(m_dir.filePath(name), "x\n");
     }
 
 private slots:

@@ -44,11 +44,7 @@ private:
 
     QString CreateFile(const QString& name, const QByteArray& contents = "project")
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        file.write(contents);
-        return path;
+        return TestSupport::WrittenFile(m_dir.filePath(name), contents);
     }
 
 private slots:

@@ -16,6 +16,10 @@ using E2E::Run;
 
 namespace {
 
+const QByteArray NoDisplayLine = "tavrol: no usable display (DISPLAY is not set): the window "
+                                 "cannot be shown. Start with \"-console\" to run without a "
+                                 "window.";
+
 QByteArray LastLine(const QByteArray& text)
 {
     QByteArray trimmed = text;
@@ -94,9 +98,7 @@ private slots:
     {
         const Run run = E2E::RunTavrol({}, m_dir.path(), QByteArray(), Headless());
         VerifyFailedStart(run);
-        QCOMPARE(LastLine(run.standardError),
-                 QByteArray("tavrol: no usable display (DISPLAY is not set): the window cannot be "
-                            "shown. Start with \"-console\" to run without a window."));
+        QCOMPARE(LastLine(run.standardError), NoDisplayLine);
         QVERIFY2(run.standardError.startsWith("Fatal:   "), run.standardError.constData());
     }
 
@@ -107,9 +109,7 @@ private slots:
             E2E::RunTavrol({QStringLiteral("-debug")}, m_dir.path(), QByteArray(), Headless());
         VerifyFailedStart(run);
         QCOMPARE(run.standardError.count("Fatal:   "), 1);
-        QCOMPARE(LastLine(run.standardError),
-                 QByteArray("tavrol: no usable display (DISPLAY is not set): the window cannot be "
-                            "shown. Start with \"-console\" to run without a window."));
+        QCOMPARE(LastLine(run.standardError), NoDisplayLine);
     }
 
     void consoleWithAPlatformThatCannotBeLoaded()

@@ -5,6 +5,59 @@
 
 #include <QtTest>
 
+#include <cstddef>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+// A value unlike the one given, one overload for each type of field.
+void Change(QString& value)
+{
+    value += QLatin1Char('x');
+}
+void Change(int& value)
+{
+    ++value;
+}
+void Change(Tavrol_JobStatus& value)
+{
+    value = value == JobStatusKilled ? JobStatusPending : JobStatusKilled;
+}
+void Change(Tavrol_JobType& value)
+{
+    value.Name += QLatin1Char('x');
+}
+void Change(QDateTime& value)
+{
+    value = value.isValid() ? value.addSecs(1) : QDateTime(QDate(2024, 1, 2), QTime(3, 4, 5));
+}
+void Change(Tavrol_Replacements& value)
+{
+    value.emplace_back(QStringLiteral("@X"), QStringLiteral("x"));
+}
+
+// How many fields, each changed alone, make a job differ from its source and
+// are carried by the copy constructor and by assignment.
+template <std::size_t... Index>
+int FieldsComparedAndCopied(const Tavrol_Job& source, std::index_sequence<Index...>)
+{
+    int seen = 0;
+    const auto check = [&](auto field) {
+        Tavrol_Job changed(source);
+        Change(std::get<decltype(field)::value>(changed.Tie()));
+        const Tavrol_Job copy(changed);
+        Tavrol_Job assigned;
+        assigned = changed;
+        if (changed != source && copy == changed && assigned == changed && copy != source)
+            ++seen;
+    };
+    (check(std::integral_constant<std::size_t, Index>()), ...);
+    return seen;
+}
+
+} // namespace
+
 class TestJob : public QObject
 {
     Q_OBJECT
@@ -179,6 +232,16 @@ private slots:
         other.Replacements = {{QStringLiteral("@A"), QStringLiteral("1")},
                               {QStringLiteral("@B"), QStringLiteral("3")}};
         QVERIFY(withPairs != other);
+    }
+
+    void everyFieldIsComparedAndCopied()
+    {
+        Tavrol_Job job = ValidJob();
+        job.SetStatus(JobStatusCompleted, true);
+        job.Replacements = {{QStringLiteral("@KIND"), QStringLiteral("density")}};
+        constexpr std::size_t fields = std::tuple_size_v<decltype(job.Tie())>;
+        QCOMPARE(fields, std::size_t(26));
+        QCOMPARE(FieldsComparedAndCopied(job, std::make_index_sequence<fields>()), int(fields));
     }
 
     void inputSetterKeepsAnOutputThatIsSet()

@@ -23,6 +23,10 @@
 
 #include <memory>
 
+using TestSupport::IsAlive;
+using TestSupport::ReceiveAll;
+using TestSupport::WriteFile;
+
 namespace {
 
 const char* const CubmanTemplate =
@@ -51,31 +55,12 @@ std::unique_ptr<Tavrol_Job> MakeJob(const Tavrol_JobType& type, const QString& i
     return job;
 }
 
-bool WriteFile(const QString& path, const QByteArray& text)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    file.write(text);
-    return true;
-}
-
 QByteArray ReadFile(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return QByteArray("<missing>");
     return file.readAll();
-}
-
-bool IsAlive(int pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray text = stat.readAll();
-    const int close = text.lastIndexOf(')');
-    return close >= 0 && close + 2 < text.size() && text.at(close + 2) != 'Z';
 }
 
 std::vector<int> ChildrenOf(int pid)
@@ -92,24 +77,6 @@ Tavrol_JobStatus RunToEnd(Tavrol_Job& job)
     if (!job.Start() || !finished.wait(30000))
         return JobStatusUnknown;
     return job.Status;
-}
-
-// Takes the next connection and collects everything until the peer closes.
-QByteArray ReceiveAll(QTcpServer& server)
-{
-    if (!server.hasPendingConnections() && !server.waitForNewConnection(30000))
-        return QByteArray("<no connection>");
-    std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
-    QByteArray received;
-    QElapsedTimer timer;
-    timer.start();
-    while (socket->state() == QAbstractSocket::ConnectedState && timer.elapsed() < 30000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        socket->waitForReadyRead(50);
-        received += socket->readAll();
-    }
-    received += socket->readAll();
-    return received;
 }
 
 void SetClient(Tavrol_Job& job, quint16 port)

@@ -1,5 +1,7 @@
 #include "platform/process.h"
 
+#include "testsupport.h"
+
 #include <QElapsedTimer>
 #include <QFile>
 #include <QSignalSpy>
@@ -12,6 +14,8 @@
 #include <unistd.h>
 
 #include <memory>
+
+using TestSupport::IsAlive;
 
 namespace {
 
@@ -28,16 +32,6 @@ std::unique_ptr<Quolix_Process> MakeRunner(const QString& program, const QString
 std::unique_ptr<Quolix_Process> MakeShell(const QString& script)
 {
     return MakeRunner(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), script});
-}
-
-bool IsAlive(int pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray text = stat.readAll();
-    const int close = text.lastIndexOf(')');
-    return close >= 0 && close + 2 < text.size() && text.at(close + 2) != 'Z';
 }
 
 // Runs the events that are due now and a little after, to show that nothing

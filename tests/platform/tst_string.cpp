@@ -53,6 +53,14 @@ private slots:
         QCOMPARE(Quolix_String::MaxString({}), QString());
     }
 
+    void upToFirstZeroCutsAtTheFirstZeroByte()
+    {
+        QCOMPARE(Quolix_String::UpToFirstZero(QByteArray("ab\0cd\0e", 7)), QByteArray("ab"));
+        QCOMPARE(Quolix_String::UpToFirstZero(QByteArray("\0ab", 3)), QByteArray());
+        QCOMPARE(Quolix_String::UpToFirstZero(QByteArray("abc")), QByteArray("abc"));
+        QCOMPARE(Quolix_String::UpToFirstZero(QByteArray()), QByteArray());
+    }
+
     void collectionSortsAscending()
     {
         std::vector<int> values = {5, -1, 3, 3, 0};

@@ -1,5 +1,7 @@
 #include "processes/process.h"
 
+#include "testsupport.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -11,6 +13,8 @@
 #include <unistd.h>
 
 #include <vector>
+
+using TestSupport::IsAlive;
 
 namespace {
 
@@ -51,21 +55,6 @@ public:
 private:
     Tavrol_Process::SignalFunction m_previous = nullptr;
 };
-
-// Alive means present and not a zombie: a killed orphan may stay a zombie of
-// an init that does not reap.
-bool IsAlive(int pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray text = stat.readAll();
-    const int close = text.lastIndexOf(')');
-    if (close < 0 || close + 2 >= text.size())
-        return false;
-    const char state = text.at(close + 2);
-    return state != 'Z' && state != 'X';
-}
 
 int ReadPidFile(const QString& path)
 {

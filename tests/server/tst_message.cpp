@@ -25,15 +25,11 @@
 
 using Variables = std::vector<std::pair<QString, QString>>;
 
-namespace {
+using TestSupport::ReadUntilClosed;
+using TestSupport::ReceiveAll;
+using TestSupport::RequestOf;
 
-Tavrol_Request ReadBytes(const QByteArray& bytes)
-{
-    QByteArray copy = bytes;
-    QBuffer buffer(&copy);
-    buffer.open(QIODevice::ReadOnly);
-    return Tavrol_Message::ReadRequest(&buffer);
-}
+namespace {
 
 QByteArray ReadCorpusFile(const QString& name)
 {
@@ -86,25 +82,6 @@ private:
     QTcpSocket m_client;
     std::unique_ptr<QTcpSocket> m_serverSide;
 };
-
-// Takes the next connection of server and collects all it sends until the
-// peer disconnects.
-QByteArray ReceiveAll(QTcpServer& server)
-{
-    if (!server.hasPendingConnections() && !server.waitForNewConnection(30000))
-        return QByteArray("<no connection>");
-    std::unique_ptr<QTcpSocket> socket(server.nextPendingConnection());
-    QByteArray received;
-    QElapsedTimer timer;
-    timer.start();
-    while (socket->state() == QAbstractSocket::ConnectedState && timer.elapsed() < 30000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        socket->waitForReadyRead(50);
-        received += socket->readAll();
-    }
-    received += socket->readAll();
-    return received;
-}
 
 Tavrol_Job MakeJob()
 {
@@ -218,7 +195,7 @@ void TestMessage::init()
 
 void TestMessage::onlyActionTestProducesNothingElse()
 {
-    const Tavrol_Request request = ReadBytes("action=test");
+    const Tavrol_Request request = RequestOf("action=test");
     QCOMPARE(request.Action, QStringLiteral("test"));
     Tavrol_Request expected;
     expected.Action = QStringLiteral("test");
@@ -229,7 +206,7 @@ void TestMessage::onlyActionTestProducesNothingElse()
 
 void TestMessage::everyKeyFillsItsField()
 {
-    const Tavrol_Request r = ReadBytes("clientname=n\nclientappname=an\nclientaddress=::1\n"
+    const Tavrol_Request r = RequestOf("clientname=n\nclientappname=an\nclientaddress=::1\n"
                                        "clientport=12\nclientuid=13\nclientgid=14\n"
                                        "clientnotification=3\naction=show\nconfirmaction=yes\n"
                                        "jobsilent=1\njobtypename=t\njobclass=c\njobname=j\n"
@@ -261,20 +238,20 @@ void TestMessage::everyKeyFillsItsField()
 
 void TestMessage::keysMatchWithoutRegardToCase()
 {
-    const Tavrol_Request r = ReadBytes("ACTION=SubmitJob\nJOBNAME=x\nJobName=MixedCase Name\n"
+    const Tavrol_Request r = RequestOf("ACTION=SubmitJob\nJOBNAME=x\nJobName=MixedCase Name\n"
                                        "ClientName=Viewer\nJOBQUEUE=Longest");
     QCOMPARE(r.Action, QStringLiteral("SubmitJob"));
     QCOMPARE(r.Action.compare(QLatin1String("submitjob"), Qt::CaseInsensitive), 0);
     QCOMPARE(r.JobName, QStringLiteral("MixedCase Name"));
     QCOMPARE(r.ClientName, QStringLiteral("Viewer"));
     QCOMPARE(r.JobQueue, QStringLiteral("Longest"));
-    QCOMPARE(ReadBytes("JOBNAME=x").JobName, QStringLiteral("x"));
-    QCOMPARE(ReadBytes("jobqueue=Queuefoo").JobQueue, QStringLiteral("Queuefoo"));
+    QCOMPARE(RequestOf("JOBNAME=x").JobName, QStringLiteral("x"));
+    QCOMPARE(RequestOf("jobqueue=Queuefoo").JobQueue, QStringLiteral("Queuefoo"));
 }
 
 void TestMessage::untrimmedAndTrimmedValues()
 {
-    const Tavrol_Request r = ReadBytes(
+    const Tavrol_Request r = RequestOf(
         "clientname= a \nclientappname= b \nclientaddress= c \nclientport= 1 \n"
         "clientuid= 2 \nclientgid= 3 \nclientnotification= 1 \naction= show \njobsilent= s \n"
         "jobtypename= t \njobclass= c \njobname= n \njobqueue= Long \n"
@@ -304,7 +281,7 @@ void TestMessage::untrimmedAndTrimmedValues()
 
 void TestMessage::firstMatchingKeyWins()
 {
-    const Tavrol_Request r = ReadBytes("clientname=clientappname=x\njobinputfile2= two \n"
+    const Tavrol_Request r = RequestOf("clientname=clientappname=x\njobinputfile2= two \n"
                                        "jobchkfile1= one \naction=jobname=y");
     QCOMPARE(r.ClientName, QStringLiteral("clientappname=x"));
     QVERIFY(r.ClientAppName.isEmpty());
@@ -318,33 +295,33 @@ void TestMessage::firstMatchingKeyWins()
 
 void TestMessage::laterLineOfSameKeyWins()
 {
-    const Tavrol_Request r = ReadBytes("jobname=first\naction=show\njobname=second\njobname=");
+    const Tavrol_Request r = RequestOf("jobname=first\naction=show\njobname=second\njobname=");
     QVERIFY(r.JobName.isEmpty());
-    QCOMPARE(ReadBytes("jobname=first\njobname=second").JobName, QStringLiteral("second"));
+    QCOMPARE(RequestOf("jobname=first\njobname=second").JobName, QStringLiteral("second"));
 }
 
 void TestMessage::confirmWordsArePrefixTests()
 {
-    QVERIFY(ReadBytes("confirmaction=yes").ConfirmAction);
-    QVERIFY(ReadBytes("confirmaction=true").ConfirmAction);
-    QVERIFY(ReadBytes("confirmaction=yesterday").ConfirmAction);
-    QVERIFY(ReadBytes("CONFIRMACTION=TRUEISH").ConfirmAction);
-    QVERIFY(!ReadBytes("confirmaction=yes\nconfirmaction=no").ConfirmAction);
-    QVERIFY(!ReadBytes("confirmaction=yes\nconfirmaction=false").ConfirmAction);
-    QVERIFY(!ReadBytes("confirmaction=yes\nconfirmaction=nope").ConfirmAction);
-    QVERIFY(!ReadBytes("action=show").ConfirmAction);
+    QVERIFY(RequestOf("confirmaction=yes").ConfirmAction);
+    QVERIFY(RequestOf("confirmaction=true").ConfirmAction);
+    QVERIFY(RequestOf("confirmaction=yesterday").ConfirmAction);
+    QVERIFY(RequestOf("CONFIRMACTION=TRUEISH").ConfirmAction);
+    QVERIFY(!RequestOf("confirmaction=yes\nconfirmaction=no").ConfirmAction);
+    QVERIFY(!RequestOf("confirmaction=yes\nconfirmaction=false").ConfirmAction);
+    QVERIFY(!RequestOf("confirmaction=yes\nconfirmaction=nope").ConfirmAction);
+    QVERIFY(!RequestOf("action=show").ConfirmAction);
 }
 
 void TestMessage::confirmWithOtherWordChangesNothing()
 {
-    QVERIFY(ReadBytes("confirmaction=yes\nconfirmaction=maybe").ConfirmAction);
-    QVERIFY(!ReadBytes("confirmaction=maybe").ConfirmAction);
-    QVERIFY(!ReadBytes("confirmaction= yes").ConfirmAction);
+    QVERIFY(RequestOf("confirmaction=yes\nconfirmaction=maybe").ConfirmAction);
+    QVERIFY(!RequestOf("confirmaction=maybe").ConfirmAction);
+    QVERIFY(!RequestOf("confirmaction= yes").ConfirmAction);
 }
 
 void TestMessage::jobVariables()
 {
-    const Tavrol_Request r = ReadBytes("@note=a_;_b\n@KIND=add\n@note=again\n@x=a=b");
+    const Tavrol_Request r = RequestOf("@note=a_;_b\n@KIND=add\n@note=again\n@x=a=b");
     const Variables expected = {{QStringLiteral("@note"), QStringLiteral("a\nb")},
                                 {QStringLiteral("@KIND"), QStringLiteral("add")},
                                 {QStringLiteral("@note"), QStringLiteral("again")},
@@ -355,47 +332,47 @@ void TestMessage::jobVariables()
 void TestMessage::jobVariableWithOddName()
 {
     const Variables expected = {{QStringLiteral("@ odd name "), QStringLiteral("v")}};
-    QCOMPARE(ReadBytes("@ odd name = v").JobVariables, expected);
+    QCOMPARE(RequestOf("@ odd name = v").JobVariables, expected);
 }
 
 void TestMessage::jobVariableWithEmptyValue()
 {
     const Variables expected = {{QStringLiteral("@empty"), QString()},
                                 {QStringLiteral("@blank"), QString()}};
-    QCOMPARE(ReadBytes("@empty=\n@blank=   \n@noequals").JobVariables, expected);
+    QCOMPARE(RequestOf("@empty=\n@blank=   \n@noequals").JobVariables, expected);
 }
 
 void TestMessage::jobVariableEscapeIsCaseSensitiveAndOnlyOne()
 {
     const Variables expected = {{QStringLiteral("@v"), QStringLiteral("\n\nx_:_y")},
                                 {QStringLiteral("@w"), QStringLiteral("a\n")}};
-    QCOMPARE(ReadBytes("@v=_;__;_x_:_y\n@w= a_;_ ").JobVariables, expected);
+    QCOMPARE(RequestOf("@v=_;__;_x_:_y\n@w= a_;_ ").JobVariables, expected);
 }
 
 void TestMessage::unknownLinesVanish()
 {
     const Tavrol_Request r =
-        ReadBytes("hello\nname=x\nclientname\n action=show\n=\n@\nservername=me\njobsilent");
+        RequestOf("hello\nname=x\nclientname\n action=show\n=\n@\nservername=me\njobsilent");
     QVERIFY(SameRequest(r, Tavrol_Request()));
 }
 
 void TestMessage::carriageReturnLineFeedEndsLine()
 {
-    const Tavrol_Request r = ReadBytes("action=show\r\njobname=n \r\n");
+    const Tavrol_Request r = RequestOf("action=show\r\njobname=n \r\n");
     QCOMPARE(r.Action, QStringLiteral("show"));
     QCOMPARE(r.JobName, QStringLiteral("n "));
 }
 
 void TestMessage::lastLineNeedsNoLineFeed()
 {
-    QCOMPARE(ReadBytes("action=hide").Action, QStringLiteral("hide"));
-    QCOMPARE(ReadBytes("action=hide\n").Action, QStringLiteral("hide"));
+    QCOMPARE(RequestOf("action=hide").Action, QStringLiteral("hide"));
+    QCOMPARE(RequestOf("action=hide\n").Action, QStringLiteral("hide"));
 }
 
 void TestMessage::readerTakesLocalEightBitText()
 {
     const QString name = QStringLiteral("Caf\u00e9 \u00c5ngstr\u00f6m");
-    const Tavrol_Request r = ReadBytes("jobname=" + name.toLocal8Bit());
+    const Tavrol_Request r = RequestOf("jobname=" + name.toLocal8Bit());
     QCOMPARE(r.JobName, name);
 }
 
@@ -448,8 +425,8 @@ void TestMessage::corpusReplaysThroughReader()
 {
     QFETCH(QString, file);
     const QByteArray bytes = ReadCorpusFile(file);
-    const Tavrol_Request first = ReadBytes(bytes);
-    QVERIFY(SameRequest(first, ReadBytes(bytes)));
+    const Tavrol_Request first = RequestOf(bytes);
+    QVERIFY(SameRequest(first, RequestOf(bytes)));
     // Line by line through ClassifyLine gives the same, for text without
     // carriage returns.
     if (!bytes.contains('\r') && bytes.size() < 100000) {
@@ -480,13 +457,13 @@ void TestMessage::corpusReplaysThroughSocket()
     // What had not arrived when the stream first reported its end is never
     // read: small messages arrive whole, a large one may be cut short.
     if (bytes.size() < 16384)
-        QVERIFY(SameRequest(r, ReadBytes(bytes)));
+        QVERIFY(SameRequest(r, RequestOf(bytes)));
     connection.Client().abort();
 }
 
 void TestMessage::corpusSubmitJob()
 {
-    const Tavrol_Request r = ReadBytes(ReadCorpusFile(QStringLiteral("submitjob.txt")));
+    const Tavrol_Request r = RequestOf(ReadCorpusFile(QStringLiteral("submitjob.txt")));
     QCOMPARE(r.ClientName, QStringLiteral("Visualizer"));
     QCOMPARE(r.ClientAppName, QStringLiteral("VisualizerApp"));
     QCOMPARE(r.ClientAddress, QStringLiteral("127.0.0.1"));
@@ -514,7 +491,7 @@ void TestMessage::corpusSubmitJob()
 
 void TestMessage::corpusVariables()
 {
-    const Tavrol_Request r = ReadBytes(ReadCorpusFile(QStringLiteral("variables.txt")));
+    const Tavrol_Request r = RequestOf(ReadCorpusFile(QStringLiteral("variables.txt")));
     const Variables expected = {{QStringLiteral("@note"), QStringLiteral("a\nb")},
                                 {QStringLiteral("@ odd name "), QStringLiteral("v")},
                                 {QStringLiteral("@empty"), QString()},
@@ -527,7 +504,7 @@ void TestMessage::corpusVariables()
 
 void TestMessage::corpusFirstKeyWins()
 {
-    const Tavrol_Request r = ReadBytes(ReadCorpusFile(QStringLiteral("first_key_wins.txt")));
+    const Tavrol_Request r = RequestOf(ReadCorpusFile(QStringLiteral("first_key_wins.txt")));
     QCOMPARE(r.ClientName, QStringLiteral("clientappname=x"));
     QCOMPARE(r.JobInputFile2, QStringLiteral("second"));
     QCOMPARE(r.JobChkFile1, QStringLiteral("one"));
@@ -535,23 +512,23 @@ void TestMessage::corpusFirstKeyWins()
     QCOMPARE(r.Action, QStringLiteral("SubmitJob"));
     QCOMPARE(r.JobQueue, QStringLiteral("Queuefoo"));
 
-    const Tavrol_Request confirm = ReadBytes(ReadCorpusFile(QStringLiteral("confirm_words.txt")));
+    const Tavrol_Request confirm = RequestOf(ReadCorpusFile(QStringLiteral("confirm_words.txt")));
     QVERIFY(confirm.ConfirmAction);
-    const Tavrol_Request crlf = ReadBytes(ReadCorpusFile(QStringLiteral("crlf.txt")));
+    const Tavrol_Request crlf = RequestOf(ReadCorpusFile(QStringLiteral("crlf.txt")));
     QCOMPARE(crlf.ClientName, QStringLiteral("Crlf"));
     QCOMPARE(crlf.JobName, QStringLiteral("Name With Blanks "));
-    QCOMPARE(ReadBytes(ReadCorpusFile(QStringLiteral("no_line_feed.txt"))).Action,
+    QCOMPARE(RequestOf(ReadCorpusFile(QStringLiteral("no_line_feed.txt"))).Action,
              QStringLiteral("hide"));
-    QVERIFY(SameRequest(ReadBytes(ReadCorpusFile(QStringLiteral("only_line_feeds.txt"))),
+    QVERIFY(SameRequest(RequestOf(ReadCorpusFile(QStringLiteral("only_line_feeds.txt"))),
                         Tavrol_Request()));
-    QVERIFY(SameRequest(ReadBytes(ReadCorpusFile(QStringLiteral("empty.txt"))), Tavrol_Request()));
-    QCOMPARE(ReadBytes(ReadCorpusFile(QStringLiteral("test.txt"))).ClientName,
+    QVERIFY(SameRequest(RequestOf(ReadCorpusFile(QStringLiteral("empty.txt"))), Tavrol_Request()));
+    QCOMPARE(RequestOf(ReadCorpusFile(QStringLiteral("test.txt"))).ClientName,
              QStringLiteral("TavrolGUI"));
 }
 
 void TestMessage::corpusNulInTheMiddle()
 {
-    const Tavrol_Request r = ReadBytes(ReadCorpusFile(QStringLiteral("nul_in_middle.bin")));
+    const Tavrol_Request r = RequestOf(ReadCorpusFile(QStringLiteral("nul_in_middle.bin")));
     QCOMPARE(r.ClientName, Local(QByteArray("before\0after", 12)));
     QCOMPARE(r.ClientName.size(), 12);
     QCOMPARE(r.Action, Local(QByteArray("hide\0", 5)));
@@ -562,12 +539,12 @@ void TestMessage::corpusLargeMessage()
 {
     const QByteArray bytes = ReadCorpusFile(QStringLiteral("large_1mib.txt"));
     QCOMPARE(bytes.size(), 1 << 20);
-    const Tavrol_Request r = ReadBytes(bytes);
+    const Tavrol_Request r = RequestOf(bytes);
     QCOMPARE(r.Action, QStringLiteral("submitjob"));
     QCOMPARE(r.JobName.size(), (1 << 20) - int(qstrlen("action=submitjob\njobname=")));
     QVERIFY(r.JobName.count(QLatin1Char('x')) == r.JobName.size());
 
-    const Tavrol_Request lines = ReadBytes(ReadCorpusFile(QStringLiteral("many_lines.txt")));
+    const Tavrol_Request lines = RequestOf(ReadCorpusFile(QStringLiteral("many_lines.txt")));
     QCOMPARE(lines.JobVariables.size(), std::size_t(2000));
     QCOMPARE(lines.JobVariables.back().first, QStringLiteral("@VAR"));
     QCOMPARE(lines.JobVariables.back().second, QString(95, QLatin1Char('v')));
@@ -586,7 +563,7 @@ void TestMessage::corpusLargeMessage()
 void TestMessage::corpusBinaryAndInvalidText()
 {
     const QByteArray invalid = ReadCorpusFile(QStringLiteral("invalid_utf8.bin"));
-    const Tavrol_Request r = ReadBytes(invalid);
+    const Tavrol_Request r = RequestOf(invalid);
     QCOMPARE(r.ClientName, Local("\xff\xfe\xc3("));
     QCOMPARE(r.Action, QStringLiteral("submitjob"));
     QCOMPARE(r.JobName, Local("caf\xc3\xa9"));
@@ -594,7 +571,7 @@ void TestMessage::corpusBinaryAndInvalidText()
     // Random bytes: read to the end without harm, every line classified.
     const QByteArray binary = ReadCorpusFile(QStringLiteral("binary.bin"));
     QCOMPARE(binary.size(), 4096);
-    ReadBytes(binary);
+    RequestOf(binary);
 }
 
 void TestMessage::testMessageByRunMode()
@@ -657,16 +634,7 @@ void TestMessage::sendDeliversExactBytesAfterReturn()
     QVERIFY(server.waitForNewConnection(30000));
     std::unique_ptr<QTcpSocket> peek(server.nextPendingConnection());
     QVERIFY(!peek->waitForReadyRead(200));
-    QByteArray received;
-    QElapsedTimer timer;
-    timer.start();
-    while (peek->state() == QAbstractSocket::ConnectedState && timer.elapsed() < 30000) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-        peek->waitForReadyRead(50);
-        received += peek->readAll();
-    }
-    received += peek->readAll();
-    QCOMPARE(received, text.toLocal8Bit());
+    QCOMPARE(ReadUntilClosed(*peek), text.toLocal8Bit());
 }
 
 void TestMessage::sendTestMessageReachesLocalPort()

@@ -17,6 +17,8 @@
 
 #include <unistd.h>
 
+using TestSupport::RequestOf;
+
 namespace {
 
 Tavrol_JobType MakeType(int id, const QString& name, const QString& defaultQueue,
@@ -50,18 +52,10 @@ QStringList Names(const std::vector<Tavrol_JobType>& jobTypes)
     return names;
 }
 
-Tavrol_Request Parse(const QByteArray& text)
-{
-    QByteArray bytes = text;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::ReadOnly);
-    return Tavrol_Message::ReadRequest(&buffer);
-}
-
 Tavrol_SubmitRequest Submission(const QByteArray& text)
 {
     const std::vector<Tavrol_JobType> jobTypes = JobTypes();
-    return Tavrol_SubmitRequest(Parse(text), jobTypes, Names(jobTypes));
+    return Tavrol_SubmitRequest(RequestOf(text), jobTypes, Names(jobTypes));
 }
 
 } // namespace
@@ -78,11 +72,7 @@ private:
 
     QString Touch(const QString& name)
     {
-        const QString path = m_dir.filePath(name);
-        QFile file(path);
-        file.open(QIODevice::WriteOnly);
-        file.write("x\n");
-        return path;
+        return TestSupport::WrittenFile(m_dir.filePath(name), "x\n");
     }
 
     QByteArray InputLine(const QString& path) const

@@ -6,6 +6,9 @@
 #include "store/database.h"
 #include "store/database_manager.h"
 
+#include "capture.h"
+#include "statementtrace.h"
+
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -27,85 +30,8 @@ inline sqlite3* HandleOf(const QSqlDatabase& database)
     return *static_cast<sqlite3* const*>(handle.constData());
 }
 
-// Records every statement the connection starts to run while it lives.
-// Statements that fail already when they are prepared never start. It hooks
-// the connection's SQLite handle and unhooks it when it goes, so it must go
-// before the connection is closed (CloseAll frees the handle).
-class StatementTrace
-{
-public:
-    explicit StatementTrace(const QSqlDatabase& database) : m_handle(HandleOf(database))
-    {
-        sqlite3_trace_v2(m_handle, SQLITE_TRACE_STMT, &StatementTrace::Callback, this);
-    }
-    ~StatementTrace() { sqlite3_trace_v2(m_handle, 0, nullptr, nullptr); }
-    StatementTrace(const StatementTrace&) = delete;
-    StatementTrace& operator=(const StatementTrace&) = delete;
-
-    QStringList Statements;
-
-    // The statements that write or steer transactions: all but the reads.
-    QStringList Writes() const
-    {
-        QStringList writes;
-        for (const QString& statement : Statements) {
-            if (!statement.startsWith(QLatin1String("SELECT"), Qt::CaseInsensitive) &&
-                !statement.startsWith(QLatin1String("PRAGMA"), Qt::CaseInsensitive))
-                writes.append(statement);
-        }
-        return writes;
-    }
-
-private:
-    static int Callback(unsigned type, void* context, void* statement, void*)
-    {
-        if (type == SQLITE_TRACE_STMT) {
-            auto* self = static_cast<StatementTrace*>(context);
-            self->Statements.append(
-                QString::fromUtf8(sqlite3_sql(static_cast<sqlite3_stmt*>(statement))));
-        }
-        return 0;
-    }
-
-    sqlite3* m_handle;
-};
-
-// Captures what the process writes to its standard error stream while it lives.
-class StderrCapture
-{
-public:
-    StderrCapture()
-    {
-        std::fflush(stderr);
-        m_file.open();
-        m_saved = dup(STDERR_FILENO);
-        dup2(m_file.handle(), STDERR_FILENO);
-    }
-    ~StderrCapture() { Restore(); }
-    StderrCapture(const StderrCapture&) = delete;
-    StderrCapture& operator=(const StderrCapture&) = delete;
-
-    QString Text()
-    {
-        Restore();
-        m_file.seek(0);
-        return QString::fromLocal8Bit(m_file.readAll());
-    }
-
-private:
-    void Restore()
-    {
-        if (m_saved < 0)
-            return;
-        std::fflush(stderr);
-        dup2(m_saved, STDERR_FILENO);
-        close(m_saved);
-        m_saved = -1;
-    }
-
-    QTemporaryFile m_file;
-    int m_saved = -1;
-};
+using TestSupport::StatementTrace;
+using TestSupport::StderrCapture;
 
 // Every row of a table, ordered by its first column, one text per row.
 inline QStringList TableRows(const QSqlDatabase& database, const QString& table)

@@ -234,6 +234,22 @@ private slots:
         QVERIFY(Manager()->parent() == nullptr);
     }
 
+    void currentFollowsEveryChangeOfTheCurrentDatabase()
+    {
+        QVERIFY(Tavrol_Database_Manager::Current() == nullptr);
+        Tavrol_Database* memory = Manager()->GetDatabase(SQLiteMemory, QString(), false);
+        QVERIFY(memory);
+        QCOMPARE(Tavrol_Database_Manager::Current(), memory);
+        QTemporaryDir directory;
+        Tavrol_Database* file =
+            Manager()->GetDatabase(SQLiteFile, directory.filePath("a.db"), true);
+        QVERIFY(file);
+        QVERIFY(file != memory);
+        QCOMPARE(Tavrol_Database_Manager::Current(), file);
+        Manager()->CloseAll();
+        QVERIFY(Tavrol_Database_Manager::Current() == nullptr);
+    }
+
     void memoryWithMustExistAndNoDatabaseGivesNull()
     {
         QVERIFY(Manager()->GetDatabase(SQLiteMemory, QString(), true) == nullptr);

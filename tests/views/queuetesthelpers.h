@@ -5,8 +5,10 @@
 // project, and the capture of what the process prints on standard output.
 
 #include "app/globals.h"
+#include "capture.h"
 #include "jobs/job.h"
 #include "jobtypes/jobtype.h"
+#include "statementtrace.h"
 #include "store/database.h"
 #include "store/database_manager.h"
 #include "testsupport.h"
@@ -150,73 +152,7 @@ private:
     Tavrol_Database* m_database = nullptr;
 };
 
-// Records the statements a connection starts while it lives.
-class StatementTrace
-{
-public:
-    explicit StatementTrace(const QSqlDatabase& database)
-        : m_handle(*static_cast<sqlite3* const*>(database.driver()->handle().constData()))
-    {
-        sqlite3_trace_v2(m_handle, SQLITE_TRACE_STMT, &StatementTrace::Callback, this);
-    }
-    ~StatementTrace() { sqlite3_trace_v2(m_handle, 0, nullptr, nullptr); }
-    StatementTrace(const StatementTrace&) = delete;
-    StatementTrace& operator=(const StatementTrace&) = delete;
-
-    QStringList Statements;
-
-    QStringList Updates() const
-    {
-        return Statements.filter(QRegularExpression(QStringLiteral("^UPDATE ")));
-    }
-
-private:
-    static int Callback(unsigned type, void* context, void* statement, void*)
-    {
-        if (type == SQLITE_TRACE_STMT)
-            static_cast<StatementTrace*>(context)->Statements.append(
-                QString::fromUtf8(sqlite3_sql(static_cast<sqlite3_stmt*>(statement))));
-        return 0;
-    }
-
-    sqlite3* m_handle;
-};
-
-// Captures the bytes written to standard output while it lives.
-class StdoutCapture
-{
-public:
-    StdoutCapture()
-    {
-        std::fflush(stdout);
-        m_file.open();
-        m_saved = dup(STDOUT_FILENO);
-        dup2(m_file.handle(), STDOUT_FILENO);
-    }
-    ~StdoutCapture() { Restore(); }
-    StdoutCapture(const StdoutCapture&) = delete;
-    StdoutCapture& operator=(const StdoutCapture&) = delete;
-
-    QByteArray Bytes()
-    {
-        Restore();
-        m_file.seek(0);
-        return m_file.readAll();
-    }
-
-private:
-    void Restore()
-    {
-        if (m_saved < 0)
-            return;
-        std::fflush(stdout);
-        dup2(m_saved, STDOUT_FILENO);
-        close(m_saved);
-        m_saved = -1;
-    }
-
-    QTemporaryFile m_file;
-    int m_saved = -1;
-};
+using TestSupport::StatementTrace;
+using TestSupport::StdoutCapture;
 
 } // namespace QueueTest

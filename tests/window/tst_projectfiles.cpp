@@ -49,11 +49,7 @@ QString Stored(const QString& name)
 
 QString Touch(const QTemporaryDir& directory, const QString& name, const QByteArray& contents)
 {
-    const QString path = directory.filePath(name);
-    QFile file(path);
-    file.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    file.write(contents);
-    return path;
+    return TestSupport::WrittenFile(directory.filePath(name), contents);
 }
 
 QStringList RecentProjects()
