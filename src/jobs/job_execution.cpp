@@ -6,12 +6,12 @@
 #include "platform/filesys.h"
 #include "platform/process.h"
 #include "platform/string.h"
+#include "platform/useridentity.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/process.h"
 #include "server/message.h"
 #include "window/appwindow.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QHostAddress>
 #include <QMainWindow>
@@ -20,19 +20,15 @@ namespace {
 
 // Writes the text behind the template's first line feed to a new file beside
 // the output file. Empty when the file cannot be written.
-QString WriteStandardInputFile(const QString& text, const QString& outputFilePath)
+QString WriteStandardInputFile(const QString& text, const QString& outputFilePath,
+                               const Quolix_UserIdentity& identity)
 {
     const QString directory = QFileInfo(outputFilePath).absolutePath();
     const QString name = Quolix_FileSys::ConvertFilename(
         Quolix_FileSys::NewFileName(QStringLiteral("freqchk"), QStringLiteral("inp"), directory,
                                     false),
         false, false);
-    QFile file(name);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text))
-        return QString();
-    file.write(text.toLatin1());
-    file.close();
-    return name;
+    return identity.WriteFile(name, text.toLatin1()) ? name : QString();
 }
 
 QWidget* RunnerParentWidget()
@@ -63,7 +59,8 @@ bool Tavrol_Job::Start()
 
     QString writtenInputFile;
     if (!standardInputText.isEmpty()) {
-        writtenInputFile = WriteStandardInputFile(standardInputText, OutputFilePath);
+        writtenInputFile = WriteStandardInputFile(
+            standardInputText, OutputFilePath, Quolix_UserIdentity::ForJob(ClientUID, ClientGID));
         // Deliberately left Running with no process: nothing retries such a job.
         if (writtenInputFile.isEmpty())
             return false;
@@ -76,12 +73,12 @@ bool Tavrol_Job::Start()
     Process->setProcessEnvironment(Environment());
 
     if (!StandardInputFile.isEmpty())
-        Process->setStandardInputFile(StandardInputFile);
+        Process->SetInputFile(StandardInputFile);
     else if (!writtenInputFile.isEmpty())
-        Process->setStandardInputFile(writtenInputFile);
+        Process->SetInputFile(writtenInputFile);
 
     if (!StandardOutputFile.isEmpty())
-        Process->setStandardOutputFile(StandardOutputFile, QIODevice::Truncate);
+        Process->SetOutputFile(StandardOutputFile);
 
     Process->setWorkingDirectory(QFileInfo(InputFilePath).absolutePath());
     Process->m_ProgramPath = Quolix_FileSys::ConvertFilename(JobType.ExecutablePath, false, false);

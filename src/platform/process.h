@@ -42,8 +42,16 @@ public:
     QStringList m_Arguments;
     bool m_ShowOutput = true; // cleared for jobs; the runner never echoes output anywhere
     int m_UserID = -1;        // with Tavrol running as root and an id above 0, the
-    int m_GroupID = -1;       // child runs as this user and group
+    int m_GroupID = -1;       // child runs as this user (Quolix_UserIdentity)
     bool WasKilled = false;   // set by KillSlot()
+
+    // The program's standard input and output files. They are opened with
+    // the program's own rights: by the child after it has taken on its user
+    // when the user changes, else as QProcess's standard files (the output
+    // truncated). A file the user may not open ends the run as a program
+    // that cannot start does, with exit code 255 and a line saying why.
+    void SetInputFile(const QString& path);
+    void SetOutputFile(const QString& path);
 
     // Starts m_ProgramPath with m_Arguments. FinishedSignal(bool) follows from
     // the event loop in every case, also when the program cannot be started.
@@ -70,7 +78,7 @@ private:
     void EnsureWindow();
     // The runner half keeps these (process.cpp).
     void ConnectRunner();
-    void PrepareChildIdentity();
+    void PrepareChild();
 
     QWidget* m_parentWidget = nullptr;
     QString m_organisation;
@@ -81,6 +89,8 @@ private:
     bool m_finishedSignalled = false;
     std::unique_ptr<Quolix_ProcessWindow> m_window;
     quint64 m_runNumber = 0; // a FinishedSignal queued by an earlier run is dropped
+    QString m_inputFile;
+    QString m_outputFile;
 
     // Declared last so that it goes first: it cuts the runner's connections
     // and stops a child that still runs before the QProcess part is destroyed,

@@ -2,29 +2,119 @@
 // it.
 #include "platform/process.h"
 
-#include <grp.h>
-#include <pwd.h>
+#include "platform/useridentity.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <vector>
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
 constexpr int StopWaitMs = 30000;
-// The overflow group: what a user's job gets when no real group is known, so
-// that a root instance never hands it group 0.
-constexpr gid_t FallbackGroupID = 65534;
+// What a child that cannot set itself up ends with: the code QProcess gives
+// a program that cannot be executed.
+constexpr int SetupFailedExitCode = 255;
 
-gid_t PrimaryGroupOf(uid_t uid)
+// Runs in the forked child, so it may only make async-signal-safe calls:
+// every text is prepared by the parent.
+class ChildSetup
 {
-    long size = sysconf(_SC_GETPW_R_SIZE_MAX);
-    std::vector<char> buffer(size > 0 ? std::size_t(size) : 16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) == 0 && found &&
-        found->pw_gid > 0)
-        return found->pw_gid;
-    return FallbackGroupID;
+public:
+    ChildSetup(Quolix_UserIdentity identity, const QString& workingDirectory,
+               const QString& inputFile, const QString& outputFile)
+        : m_identity(std::move(identity)), m_workingDirectory(QFile::encodeName(workingDirectory)),
+          m_inputFile(QFile::encodeName(inputFile)), m_outputFile(QFile::encodeName(outputFile))
+    {
+    }
+
+    void operator()() const
+    {
+        if (!m_identity.TakeOnInChild())
+            Fail("cannot take on user ", QByteArray::number(m_identity.UserID()));
+        // Entered again with the user's own rights.
+        if (!m_workingDirectory.isEmpty() && ::chdir(m_workingDirectory.constData()) != 0)
+            Fail("cannot enter the working directory ", m_workingDirectory);
+        if (!m_inputFile.isEmpty() && !OpenOnto(m_inputFile, O_RDONLY, STDIN_FILENO))
+            Fail("cannot open the standard input file ", m_inputFile);
+        if (!m_outputFile.isEmpty()) {
+            if (!OpenOnto(m_outputFile, O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO))
+                Fail("cannot open the standard output file ", m_outputFile);
+            // Standard error follows standard output, as merged channels do.
+            ::dup2(STDOUT_FILENO, STDERR_FILENO);
+        }
+    }
+
+private:
+    static bool OpenOnto(const QByteArray& path, int flags, int target)
+    {
+        const int fd = ::open(path.constData(), flags | O_CLOEXEC, 0666);
+        if (fd < 0)
+            return false;
+        const bool moved = ::dup2(fd, target) == target;
+        ::close(fd);
+        return moved;
+    }
+
+    // Says why on standard error, which the job captures, and ends the child.
+    [[noreturn]] static void Fail(const char* what, const QByteArray& subject)
+    {
+        const int error = errno;
+        Write("tavrol: ");
+        Write(what);
+        Write(subject.constData());
+        Write(": ");
+        Write(ErrorText(error));
+        Write("\n");
+        _exit(SetupFailedExitCode);
+    }
+
+    static void Write(const char* text)
+    {
+        const ssize_t ignored = ::write(STDERR_FILENO, text, std::strlen(text));
+        (void)ignored;
+    }
+
+    // strerror is not async-signal-safe; these are the errors a user meets.
+    static const char* ErrorText(int error)
+    {
+        switch (error) {
+        case EACCES:
+            return "Permission denied";
+        case ENOENT:
+            return "No such file or directory";
+        case ENOTDIR:
+            return "Not a directory";
+        case EISDIR:
+            return "Is a directory";
+        case EPERM:
+            return "Operation not permitted";
+        case EROFS:
+            return "Read-only file system";
+        case ELOOP:
+            return "Too many levels of symbolic links";
+        case ENOSPC:
+            return "No space left on device";
+        default:
+            return "Input/output error";
+        }
+    }
+
+    Quolix_UserIdentity m_identity;
+    QByteArray m_workingDirectory;
+    QByteArray m_inputFile;
+    QByteArray m_outputFile;
+};
+
+// A relative file name means the same as it would to QProcess, which opens
+// its standard files before the child enters its working directory.
+QString Absolute(const QString& path)
+{
+    return path.isEmpty() ? path : QDir::current().absoluteFilePath(path);
 }
 
 } // namespace
@@ -48,7 +138,7 @@ bool Quolix_Process::Start(BlockEnum block)
     m_finishedSignalled = false;
     WasKilled = false;
     setProcessChannelMode(QProcess::MergedChannels);
-    PrepareChildIdentity();
+    PrepareChild();
     start(m_ProgramPath, m_Arguments, QIODevice::ReadWrite);
     const bool failedAtOnce = state() == QProcess::NotRunning;
     // Nobody writes to a job's program: without a standard input file it
@@ -106,21 +196,32 @@ void Quolix_Process::ConnectRunner()
         }));
 }
 
-// A root instance runs a user's job as that user: supplementary groups and
-// group go first, while there is still the right to change them, then the
-// user. If any step fails the child ends before exec rather than run as root.
-// Any other instance runs the child as itself.
-void Quolix_Process::PrepareChildIdentity()
+void Quolix_Process::SetInputFile(const QString& path)
 {
-    if (geteuid() != 0 || m_UserID <= 0) {
+    m_inputFile = path;
+}
+
+void Quolix_Process::SetOutputFile(const QString& path)
+{
+    m_outputFile = path;
+}
+
+// A root instance runs a user's job as that user, files and all; any other
+// instance runs the child as itself, its files opened by QProcess.
+void Quolix_Process::PrepareChild()
+{
+    const Quolix_UserIdentity identity = Quolix_UserIdentity::ForJob(m_UserID, m_GroupID);
+    if (!identity.ChangesUser()) {
         if (childProcessModifier())
             setChildProcessModifier([] {});
+        if (!m_inputFile.isEmpty())
+            setStandardInputFile(m_inputFile);
+        if (!m_outputFile.isEmpty())
+            setStandardOutputFile(m_outputFile, QIODevice::Truncate);
         return;
     }
-    const uid_t userID = static_cast<uid_t>(m_UserID);
-    const gid_t groupID = m_GroupID > 0 ? static_cast<gid_t>(m_GroupID) : PrimaryGroupOf(userID);
-    setChildProcessModifier([userID, groupID] {
-        if (setgroups(0, nullptr) != 0 || setgid(groupID) != 0 || setuid(userID) != 0)
-            _exit(127);
-    });
+    setStandardInputFile(QString());
+    setStandardOutputFile(QString());
+    setChildProcessModifier(
+        ChildSetup(identity, workingDirectory(), Absolute(m_inputFile), Absolute(m_outputFile)));
 }

@@ -2,8 +2,10 @@
 
 #include "testsupport.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -11,6 +13,7 @@
 #include <grp.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <memory>
@@ -67,6 +70,10 @@ private slots:
     void runsAsOwnUserByDefault();
     void rootRunsChildAsClientUser();
     void rootTakesPrimaryGroupWhenNoneGiven();
+    void rootGivesOnlyTheUsersOwnGroups();
+    void rootOpensStandardFilesAsTheUser();
+    void rootRefusesFilesTheUserMayNotOpen();
+    void ownStandardFilesAreOpenedAsQProcessWould();
 };
 
 void TestProcessRunner::mergesStandardOutputAndError()
@@ -159,7 +166,7 @@ void TestProcessRunner::emptyProgramStillFinishes()
 void TestProcessRunner::missingStandardInputFileStillFinishes()
 {
     auto runner = MakeRunner(QStringLiteral("/bin/cat"), {});
-    runner->setStandardInputFile(QStringLiteral("/nonexistent/input.txt"));
+    runner->SetInputFile(QStringLiteral("/nonexistent/input.txt"));
     QSignalSpy finished(runner.get(), &Quolix_Process::FinishedSignal);
     QVERIFY(!runner->Start(Quolix_Process::NonBlocking));
     // Failed inside Start, yet the signal is not emitted from there.
@@ -334,7 +341,9 @@ void TestProcessRunner::rootRunsChildAsClientUser()
     QSignalSpy finished(runner.get(), &Quolix_Process::FinishedSignal);
     runner->Start(Quolix_Process::NonBlocking);
     QVERIFY(finished.wait(30000));
-    QCOMPARE(runner->readAll(), QByteArray("4321\n4322\n4322\n"));
+    // A user unknown to the system has no groups: the group asked for is not
+    // one of them, so the child gets the overflow group alone.
+    QCOMPARE(runner->readAll(), QByteArray("4321\n65534\n65534\n"));
     QCOMPARE(runner->exitCode(), 0);
 }
 
@@ -356,6 +365,169 @@ void TestProcessRunner::rootTakesPrimaryGroupWhenNoneGiven()
         QVERIFY(finished.wait(30000));
         QCOMPARE(runner->readAll(), QStringLiteral("%1\n%2\n").arg(uid).arg(gid).toLatin1());
     }
+}
+
+namespace {
+
+const passwd* UnprivilegedUser()
+{
+    const passwd* nobody = getpwnam("nobody");
+    return nobody && nobody->pw_uid != 0 ? nobody : nullptr;
+}
+
+// A directory tree the other user can enter: the temporary directory itself
+// is open to all, "secret" only to root, "shared" writable by all.
+struct SharedTree
+{
+    QTemporaryDir dir;
+    QString Path(const QString& name) const { return dir.filePath(name); }
+    bool Make()
+    {
+        return dir.isValid() &&
+               QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                     QFileDevice::ExeOwner |
+                                                     QFileDevice::ReadOther |
+                                                     QFileDevice::ExeOther) &&
+               QDir(dir.path()).mkdir(QStringLiteral("secret")) &&
+               QFile::setPermissions(Path(QStringLiteral("secret")), QFileDevice::ReadOwner |
+                                                                         QFileDevice::WriteOwner |
+                                                                         QFileDevice::ExeOwner) &&
+               QDir(dir.path()).mkdir(QStringLiteral("shared")) &&
+               ::chmod(QFile::encodeName(Path(QStringLiteral("shared"))).constData(), 0777) == 0;
+    }
+};
+
+} // namespace
+
+void TestProcessRunner::rootGivesOnlyTheUsersOwnGroups()
+{
+    if (geteuid() != 0)
+        QSKIP("Changing the user of a child needs root");
+    const passwd* user = UnprivilegedUser();
+    if (!user)
+        QSKIP("No unprivileged user 'nobody' on this machine");
+    // Root's group is not the user's: the user's primary group stands.
+    auto runner = MakeShell(QStringLiteral("id -u; id -g"));
+    runner->m_UserID = int(user->pw_uid);
+    runner->m_GroupID = 0;
+    QSignalSpy finished(runner.get(), &Quolix_Process::FinishedSignal);
+    runner->Start(Quolix_Process::NonBlocking);
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(runner->readAll(),
+             QStringLiteral("%1\n%2\n").arg(user->pw_uid).arg(user->pw_gid).toLatin1());
+}
+
+void TestProcessRunner::rootOpensStandardFilesAsTheUser()
+{
+    if (geteuid() != 0)
+        QSKIP("Changing the user of a child needs root");
+    const passwd* user = UnprivilegedUser();
+    if (!user)
+        QSKIP("No unprivileged user 'nobody' on this machine");
+    SharedTree tree;
+    QVERIFY(tree.Make());
+    const QString input = tree.Path(QStringLiteral("shared/in.txt"));
+    QVERIFY(TestSupport::WriteFile(input, "from the input file\n"));
+    const QString output = tree.Path(QStringLiteral("shared/out.txt"));
+    auto runner = MakeShell(QStringLiteral("cat; id -u; echo err >&2"));
+    runner->m_UserID = int(user->pw_uid);
+    runner->SetInputFile(input);
+    runner->SetOutputFile(output);
+    runner->setWorkingDirectory(tree.Path(QStringLiteral("shared")));
+    QSignalSpy finished(runner.get(), &Quolix_Process::FinishedSignal);
+    QVERIFY(runner->Start(Quolix_Process::NonBlocking));
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(runner->exitCode(), 0);
+    QCOMPARE(runner->readAll(), QByteArray());
+    QFile written(output);
+    QVERIFY(written.open(QIODevice::ReadOnly));
+    QCOMPARE(written.readAll(),
+             QStringLiteral("from the input file\n%1\nerr\n").arg(user->pw_uid).toLatin1());
+    QCOMPARE(QFileInfo(output).ownerId(), user->pw_uid);
+}
+
+void TestProcessRunner::rootRefusesFilesTheUserMayNotOpen()
+{
+    if (geteuid() != 0)
+        QSKIP("Changing the user of a child needs root");
+    const passwd* user = UnprivilegedUser();
+    if (!user)
+        QSKIP("No unprivileged user 'nobody' on this machine");
+    SharedTree tree;
+    QVERIFY(tree.Make());
+    const QString secret = tree.Path(QStringLiteral("secret/key.txt"));
+    QVERIFY(TestSupport::WriteFile(secret, "root's secret\n"));
+    const QString shared = tree.Path(QStringLiteral("shared"));
+
+    // Reading a file only root may read.
+    auto reader = MakeRunner(QStringLiteral("/bin/cat"), {});
+    reader->m_UserID = int(user->pw_uid);
+    reader->SetInputFile(secret);
+    reader->setWorkingDirectory(shared);
+    QSignalSpy readerFinished(reader.get(), &Quolix_Process::FinishedSignal);
+    reader->Start(Quolix_Process::NonBlocking);
+    QVERIFY(readerFinished.wait(30000));
+    QCOMPARE(reader->exitCode(), 255);
+    QCOMPARE(reader->readAll(), "tavrol: cannot open the standard input file " +
+                                    QFile::encodeName(secret) + ": Permission denied\n");
+
+    // Writing where only root may write: nothing is made or truncated.
+    const QString target = tree.Path(QStringLiteral("secret/made.txt"));
+    auto writer = MakeShell(QStringLiteral("echo written"));
+    writer->m_UserID = int(user->pw_uid);
+    writer->SetOutputFile(target);
+    writer->setWorkingDirectory(shared);
+    QSignalSpy writerFinished(writer.get(), &Quolix_Process::FinishedSignal);
+    writer->Start(Quolix_Process::NonBlocking);
+    QVERIFY(writerFinished.wait(30000));
+    QCOMPARE(writer->exitCode(), 255);
+    QCOMPARE(writer->readAll(), "tavrol: cannot open the standard output file " +
+                                    QFile::encodeName(target) + ": Permission denied\n");
+    QVERIFY(!QFile::exists(target));
+    auto truncater = MakeShell(QStringLiteral("true"));
+    truncater->m_UserID = int(user->pw_uid);
+    truncater->SetOutputFile(secret);
+    QSignalSpy truncaterFinished(truncater.get(), &Quolix_Process::FinishedSignal);
+    truncater->Start(Quolix_Process::NonBlocking);
+    QVERIFY(truncaterFinished.wait(30000));
+    QCOMPARE(truncater->exitCode(), 255);
+    QFile kept(secret);
+    QVERIFY(kept.open(QIODevice::ReadOnly));
+    QCOMPARE(kept.readAll(), QByteArray("root's secret\n"));
+
+    // A working directory the user may not enter.
+    auto stranger = MakeShell(QStringLiteral("pwd"));
+    stranger->m_UserID = int(user->pw_uid);
+    stranger->setWorkingDirectory(tree.Path(QStringLiteral("secret")));
+    QSignalSpy strangerFinished(stranger.get(), &Quolix_Process::FinishedSignal);
+    stranger->Start(Quolix_Process::NonBlocking);
+    QVERIFY(strangerFinished.wait(30000));
+    QCOMPARE(stranger->exitCode(), 255);
+    QCOMPARE(stranger->readAll(), "tavrol: cannot enter the working directory " +
+                                      QFile::encodeName(tree.Path(QStringLiteral("secret"))) +
+                                      ": Permission denied\n");
+}
+
+// Without a change of user the files are QProcess's own: the output file is
+// truncated and takes standard error too, the input file is read.
+void TestProcessRunner::ownStandardFilesAreOpenedAsQProcessWould()
+{
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString input = dir.filePath(QStringLiteral("in.txt"));
+    const QString output = dir.filePath(QStringLiteral("out.txt"));
+    QVERIFY(TestSupport::WriteFile(input, "line\n"));
+    QVERIFY(TestSupport::WriteFile(output, "old contents that are longer\n"));
+    auto runner = MakeShell(QStringLiteral("cat; echo err >&2"));
+    runner->SetInputFile(input);
+    runner->SetOutputFile(output);
+    QSignalSpy finished(runner.get(), &Quolix_Process::FinishedSignal);
+    QVERIFY(runner->Start(Quolix_Process::NonBlocking));
+    QVERIFY(finished.wait(30000));
+    QCOMPARE(runner->readAll(), QByteArray());
+    QFile written(output);
+    QVERIFY(written.open(QIODevice::ReadOnly));
+    QCOMPARE(written.readAll(), QByteArray("line\nerr\n"));
 }
 
 QTEST_GUILESS_MAIN(TestProcessRunner)
