@@ -19,6 +19,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <memory>
@@ -732,7 +733,11 @@ void TestJobExecution::rootRunsJobAsClientUser()
 {
     if (geteuid() != 0)
         QSKIP("Running a job as its client's user needs root");
-    const QString input = Path(QStringLiteral("water.gjf"));
+    // The job's working directory is its input's: one the user may enter.
+    QTemporaryDir open;
+    QVERIFY(open.isValid());
+    QCOMPARE(::chmod(QFile::encodeName(open.path()).constData(), 0755), 0);
+    const QString input = open.filePath(QStringLiteral("water.gjf"));
     QVERIFY(WriteFile(input, "\n"));
     auto job =
         MakeJob(MakeType(QStringLiteral("/usr/bin/id"), QStringLiteral("@EXEFILE -u")), input);
@@ -740,6 +745,18 @@ void TestJobExecution::rootRunsJobAsClientUser()
     job->ClientGID = 4322;
     QCOMPARE(RunToEnd(*job), JobStatusCompleted);
     QCOMPARE(job->StdOutAndStdErr, QStringLiteral("4321\n"));
+
+    // Root's own directory is closed to the user: the job fails as a
+    // program that cannot start, and says why.
+    const QString closed = Path(QStringLiteral("closed.gjf"));
+    QVERIFY(WriteFile(closed, "\n"));
+    auto shut =
+        MakeJob(MakeType(QStringLiteral("/usr/bin/id"), QStringLiteral("@EXEFILE -u")), closed);
+    shut->ClientUID = 4321;
+    QCOMPARE(RunToEnd(*shut), JobStatusFailed);
+    QCOMPARE(shut->StdOutAndStdErr,
+             QStringLiteral("tavrol: cannot enter the working directory %1: Permission denied\n")
+                 .arg(QFileInfo(closed).absolutePath()));
 
     auto own =
         MakeJob(MakeType(QStringLiteral("/usr/bin/id"), QStringLiteral("@EXEFILE -u")), input);
