@@ -60,11 +60,18 @@ const QMap<QString, Expected>& Expectations()
         {QStringLiteral("running_jobs.txt"),
          {2, {QStringLiteral("Running Jobs List is Empty")}, 0, 0}},
         {QStringLiteral("exit_confirmed.txt"),
-         {5, {ExitQuestion, SaveQuestion, QStringLiteral("water.gjf  Pending")}, -1, -1}},
+         {4, {ExitQuestion, SaveQuestion, QStringLiteral("water.gjf  Pending")}, -1, -1}},
         {QStringLiteral("exit_declined.txt"),
          {3, {ExitQuestion, QStringLiteral("Gaussian  g16")}, 0, 0}},
         {QStringLiteral("unknown_lines.txt"),
          {7, {QStringLiteral("Long Jobs Queue is Empty")}, 0, 0}},
+        // Found by the fuzzer: an exit whose save question gets no yes or
+        // no, which cancels it; answers with bytes past a zero or Latin-1
+        // bytes; a job type name cut by a zero byte.
+        {QStringLiteral("fuzz_exit_save_cancelled.txt"), {2, {ExitQuestion, SaveQuestion}, 1, 0}},
+        {QStringLiteral("fuzz_exit_binary_answer.bin"), {2, {ExitQuestion}, 0, 0}},
+        {QStringLiteral("fuzz_job_type_with_zero.bin"), {1, {QueueQuestion, TypeQuestion}, 0, 0}},
+        {QStringLiteral("fuzz_exit_with_zero.bin"), {1, {}, 0, 0}},
         {QStringLiteral("odd_bytes.bin"), {4, {QStringLiteral("Gaussian  g16")}, 0, 1}},
     };
     return expectations;
