@@ -89,6 +89,15 @@ public:
         m_tabs.show();
         QCoreApplication::processEvents();
     }
+    ~Window()
+    {
+        // The frames belong to their views.
+        for (int index = m_tabs.count() - 1; index >= 0; --index) {
+            for (QFrame* frame :
+                 m_tabs.widget(index)->findChildren<QFrame*>(QString(), Qt::FindDirectChildrenOnly))
+                frame->setParent(nullptr);
+        }
+    }
     void ShowTab(int index)
     {
         m_tabs.setCurrentIndex(index);
@@ -157,6 +166,18 @@ void BenchJobTypesView(Tavrol_AppWindow& app, Window& window)
     app.JobTypesView()->Refresh();
 }
 
+// A waiting job of the long queue ends: its status is set as its process's
+// end sets it, and the queue's update signal runs the view's sweep.
+double EndJob(Tavrol_AppWindow& app, int id)
+{
+    Tavrol_LongJobsQueueWidget* view = app.LongJobsView();
+    view->LoadJobs({MakeJob(id, JobStatusPending)});
+    Tavrol_Job* job = view->Queue().JobAt(0);
+    job->Status = JobStatusCompleted;
+    job->Finished = QDateTime::currentDateTime();
+    return Milliseconds([view] { view->QueueUpdatedSlot(); });
+}
+
 void BenchFinishedView(Tavrol_AppWindow& app, Window& window)
 {
     Tavrol_FinishedJobsWidget* view = app.FinishedJobsView();
@@ -169,8 +190,7 @@ void BenchFinishedView(Tavrol_AppWindow& app, Window& window)
 
         // A job's end as the queue view delivers it: the sweep takes the
         // ended job out of the queue and hands it to the finished jobs.
-        std::vector<Tavrol_Job> ended = {MakeJob(size + 1, JobStatusCompleted)};
-        const double end = Milliseconds([&] { app.LongJobsView()->LoadJobs(ended); });
+        const double end = EndJob(app, size + 1);
 
         // The project opened while another tab is current, then the switch.
         window.ShowTab(LongTab);
@@ -181,8 +201,7 @@ void BenchFinishedView(Tavrol_AppWindow& app, Window& window)
         });
         // Jobs that end while the tab is not shown, then a switch back.
         window.ShowTab(LongTab);
-        ended = {MakeJob(size + 2, JobStatusCompleted)};
-        const double hiddenEnd = Milliseconds([&] { app.LongJobsView()->LoadJobs(ended); });
+        const double hiddenEnd = EndJob(app, size + 2);
         const double laterSwitch = Milliseconds([&] {
             window.Tabs().setCurrentIndex(FinishedTab);
             app.CurrentTabChangedSlot(4);

@@ -145,6 +145,14 @@ Quolix_TableWidget::Quolix_TableWidget(bool editable, int rows, int columns, QWi
 {
     if (!editable)
         setEditTriggers(QAbstractItemView::NoEditTriggers);
+    connect(model(), &QAbstractItemModel::layoutChanged, this,
+            &Quolix_TableWidget::LayoutChangedSlot);
+}
+
+void Quolix_TableWidget::LayoutChangedSlot()
+{
+    if (!m_ordering)
+        m_inRebuildOrder = false;
 }
 
 void Quolix_TableWidget::UseActiveHighlightWhenInactive()
@@ -201,7 +209,34 @@ void Quolix_TableWidget::AppendRows(int count, const std::function<void(int row)
 void Quolix_TableWidget::SortAsRebuilt()
 {
     const RebuildSortScope scope(horizontalHeader()->sortIndicatorOrder());
+    m_ordering = true;
     setSortingEnabled(true);
+    m_ordering = false;
+    m_inRebuildOrder = true;
+}
+
+// The cells are made in a one-row table aside, then moved here with the sort
+// column's cell last: with sorting on, only that cell moves the row, once, to
+// the place the order of a rebuild gives it.
+void Quolix_TableWidget::InsertRowInOrder(
+    const std::function<void(QTableWidget* table, int row)>& fillRow)
+{
+    if (!m_scratch)
+        m_scratch = new QTableWidget(1, columnCount(), this);
+    m_scratch->setVisible(false);
+    m_scratch->setColumnCount(columnCount());
+    fillRow(m_scratch, 0);
+    const int sortColumn = horizontalHeader()->sortIndicatorSection();
+    const RebuildSortScope scope(horizontalHeader()->sortIndicatorOrder());
+    m_ordering = true;
+    const int row = rowCount();
+    insertRow(row);
+    for (int column = 0; column < columnCount(); ++column) {
+        if (column != sortColumn)
+            setItem(row, column, m_scratch->takeItem(0, column));
+    }
+    setItem(row, sortColumn, m_scratch->takeItem(0, sortColumn));
+    m_ordering = false;
 }
 
 void Quolix_TableWidget::ClearSelectionAndCurrent()

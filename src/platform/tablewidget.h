@@ -76,6 +76,13 @@ public:
     // order of their entries, as after a rebuild that filled them in entry
     // order, whatever order an earlier sort left them in.
     void SortAsRebuilt();
+    // True while sorting is on and the rows stand in the order SortAsRebuilt
+    // gives; a sort of anyone else's (the user's header click) ends it.
+    bool InRebuildOrder() const { return isSortingEnabled() && m_inRebuildOrder; }
+    // With InRebuildOrder: adds one row where SortAsRebuilt would place it,
+    // without sorting the others again. fillRow writes the row's cells into
+    // the table and row it is given.
+    void InsertRowInOrder(const std::function<void(QTableWidget* table, int row)>& fillRow);
     // No selected rows and no current cell, as after a rebuild.
     void ClearSelectionAndCurrent();
 
@@ -100,6 +107,11 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    void LayoutChangedSlot();
+
     std::function<void()> m_rebuild;
     bool m_rebuildPending = false;
+    bool m_inRebuildOrder = false;
+    bool m_ordering = false;           // a sort or insertion of this class's own runs
+    QTableWidget* m_scratch = nullptr; // one row, where InsertRowInOrder fills
 };

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int ColumnCount = 10;
+constexpr size_t MaximumRowsPlaced = 64;
 
 } // namespace
 
@@ -121,22 +122,34 @@ void Tavrol_FinishedJobsWidget::RebuildRows()
 void Tavrol_FinishedJobsWidget::AppendRows()
 {
     m_table->ClearSelectionAndCurrent();
+    // A few jobs that ended are put in their places one by one; a sort of
+    // the whole history would take longer than a job's end may.
+    if (m_table->InRebuildOrder() && m_finishedJobs.size() - m_rowsShown <= MaximumRowsPlaced) {
+        for (; m_rowsShown < m_finishedJobs.size(); ++m_rowsShown) {
+            const int index = static_cast<int>(m_rowsShown);
+            m_table->InsertRowInOrder([&](QTableWidget* table, int row) {
+                WriteRow(table, row, index, m_finishedJobs[m_rowsShown]);
+            });
+        }
+        return;
+    }
     m_table->setSortingEnabled(false);
     const size_t first = m_rowsShown;
     const int added = static_cast<int>(m_finishedJobs.size() - first);
     const int firstRow = m_table->rowCount();
     m_table->AppendRows(added, [&](int row) {
         const int index = static_cast<int>(first) + (row - firstRow);
-        WriteRow(row, index, m_finishedJobs[static_cast<size_t>(index)]);
+        WriteRow(m_table, row, index, m_finishedJobs[static_cast<size_t>(index)]);
     });
     m_rowsShown = m_finishedJobs.size();
     m_table->SortAsRebuilt();
 }
 
-void Tavrol_FinishedJobsWidget::WriteRow(int row, int index, const Tavrol_Job& job)
+void Tavrol_FinishedJobsWidget::WriteRow(QTableWidget* table, int row, int index,
+                                         const Tavrol_Job& job)
 {
     const auto cell = [&](int column, const QVariant& value) {
-        Quolix_TableWidgetItem::AddItemToTable(m_table, row, column, value, value, index,
+        Quolix_TableWidgetItem::AddItemToTable(table, row, column, value, value, index,
                                                Qt::AlignCenter, false);
     };
     cell(0, job.JobID);

@@ -9,6 +9,7 @@
 #include <vector>
 
 class QFrame;
+class QTableWidget;
 class QWidget;
 class Quolix_TableWidget;
 
@@ -50,7 +51,7 @@ private:
     void ShowJobs();
     void RebuildRows();
     void AppendRows();
-    void WriteRow(int row, int index, const Tavrol_Job& job);
+    void WriteRow(QTableWidget* table, int row, int index, const Tavrol_Job& job);
 
     QFrame* m_frame = nullptr;
     Quolix_TableWidget* m_table = nullptr;
