@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QPoint>
+#include <QStringList>
 
 #include <vector>
 
@@ -31,6 +32,9 @@ public:
 
     const std::vector<Tavrol_JobType>& JobTypes() const { return m_jobTypes; }
     QFrame* Frame() const { return m_frame; }
+    Quolix_TableWidget* Table() const { return m_table; }
+    // The nine column headers of the table and of the console listing.
+    static QStringList Headers();
 
     // The text of the environment column: each line feed becomes " ; ".
     static QString EnvironmentText(const QString& environmentVariables);
@@ -43,6 +47,9 @@ public slots:
     void EditSlot();
 
 private:
+    void BuildTable();
+    void FillTable();
+    void WriteRow(int row, int index, const Tavrol_JobType& type);
     void TakeCopyOfList();
     int CurrentRow() const;
     int JobTypeIDAtRow(int row, bool* ok) const;

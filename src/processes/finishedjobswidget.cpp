@@ -1,18 +1,30 @@
 #include "processes/finishedjobswidget.h"
 
 #include "app/globals.h"
+#include "platform/tablewidget.h"
 #include "views/listing.h"
 
 #include "store/database.h"
 #include "store/database_manager.h"
 
 #include <QFrame>
+#include <QHeaderView>
+#include <QVBoxLayout>
 #include <QWidget>
+
+namespace {
+
+constexpr int ColumnCount = 10;
+constexpr size_t MaximumRowsPlaced = 64;
+
+} // namespace
 
 Tavrol_FinishedJobsWidget::Tavrol_FinishedJobsWidget(QWidget* parent) : QObject(nullptr)
 {
-    if (IsGUIRunMode())
+    if (IsGUIRunMode()) {
         m_frame = new QFrame(parent);
+        BuildTable();
+    }
     Update();
 }
 
@@ -23,6 +35,36 @@ Tavrol_FinishedJobsWidget::~Tavrol_FinishedJobsWidget()
         delete m_frame;
         m_frame = nullptr;
     }
+}
+
+QStringList Tavrol_FinishedJobsWidget::Headers()
+{
+    return {QStringLiteral("Job ID"),       QStringLiteral("Name"),
+            QStringLiteral("Status"),       QStringLiteral("Job Type"),
+            QStringLiteral("Queue"),        QStringLiteral("Executable Path"),
+            QStringLiteral("Command Line"), QStringLiteral("Submitted"),
+            QStringLiteral("Started"),      QStringLiteral("Finished")};
+}
+
+void Tavrol_FinishedJobsWidget::BuildTable()
+{
+    auto* layout = new QVBoxLayout(m_frame);
+    m_table = new Quolix_TableWidget(false, 0, ColumnCount, m_frame);
+    m_table->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_table, &QTableWidget::cellDoubleClicked, this,
+            &Tavrol_FinishedJobsWidget::CellDoubleClickedSlot);
+    connect(m_table, &QWidget::customContextMenuRequested, this,
+            &Tavrol_FinishedJobsWidget::ContextMenuSlot);
+    m_table->UseActiveHighlightWhenInactive();
+    m_table->setHorizontalHeaderLabels(Headers());
+    QHeaderView* header = m_table->horizontalHeader();
+    header->setSortIndicatorShown(true);
+    header->setSortIndicator(0, Qt::AscendingOrder);
+    header->setStretchLastSection(true);
+    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    layout->addWidget(m_table);
+    m_table->SetRebuild([this] { ShowJobs(); });
 }
 
 void Tavrol_FinishedJobsWidget::AddJob(const Tavrol_Job& job)
@@ -38,28 +80,101 @@ void Tavrol_FinishedJobsWidget::AddJob(const Tavrol_Job& job)
 void Tavrol_FinishedJobsWidget::SetJobs(const std::vector<Tavrol_Job>& jobs)
 {
     m_finishedJobs = jobs;
+    m_rowsCurrent = false;
     Update();
 }
 
 void Tavrol_FinishedJobsWidget::Clear()
 {
     m_finishedJobs.clear();
+    m_rowsCurrent = false;
     Update();
 }
 
 void Tavrol_FinishedJobsWidget::Update()
 {
-    // Only a window's table has rows to rebuild; without one the list is all
-    // there is.
+    if (!m_table || m_table->DeferWhileHidden())
+        return;
+    ShowJobs();
+}
+
+// Every change of the list other than an append marks the rows as no longer
+// current, and only then is the whole table built again.
+void Tavrol_FinishedJobsWidget::ShowJobs()
+{
+    if (!m_rowsCurrent || m_rowsShown > m_finishedJobs.size())
+        RebuildRows();
+    else
+        AppendRows();
+}
+
+void Tavrol_FinishedJobsWidget::RebuildRows()
+{
+    m_table->ClearRows();
+    m_rowsShown = 0;
+    m_rowsCurrent = true;
+    AppendRows();
+}
+
+// The rows of the jobs appended since the last build go below the others
+// with sorting off, and the sort then puts every row where a whole rebuild
+// would: the item data of the earlier rows are still their jobs' indexes.
+void Tavrol_FinishedJobsWidget::AppendRows()
+{
+    m_table->ClearSelectionAndCurrent();
+    // A few jobs that ended are put in their places one by one; a sort of
+    // the whole history would take longer than a job's end may.
+    if (m_table->InRebuildOrder() && m_finishedJobs.size() - m_rowsShown <= MaximumRowsPlaced) {
+        for (; m_rowsShown < m_finishedJobs.size(); ++m_rowsShown) {
+            const int index = static_cast<int>(m_rowsShown);
+            m_table->InsertRowInOrder([&](QTableWidget* table, int row) {
+                WriteRow(table, row, index, m_finishedJobs[m_rowsShown]);
+            });
+        }
+        return;
+    }
+    m_table->setSortingEnabled(false);
+    const size_t first = m_rowsShown;
+    const int added = static_cast<int>(m_finishedJobs.size() - first);
+    const int firstRow = m_table->rowCount();
+    m_table->AppendRows(added, [&](int row) {
+        const int index = static_cast<int>(first) + (row - firstRow);
+        WriteRow(m_table, row, index, m_finishedJobs[static_cast<size_t>(index)]);
+    });
+    m_rowsShown = m_finishedJobs.size();
+    m_table->SortAsRebuilt();
+}
+
+void Tavrol_FinishedJobsWidget::WriteRow(QTableWidget* table, int row, int index,
+                                         const Tavrol_Job& job)
+{
+    const auto cell = [&](int column, const QVariant& value) {
+        Quolix_TableWidgetItem::AddItemToTable(table, row, column, value, value, index,
+                                               Qt::AlignCenter, false);
+    };
+    cell(0, job.JobID);
+    cell(1, job.Name);
+    cell(2, Tavrol_Job::StatusToString(job.Status));
+    cell(3, job.JobType.Name);
+    cell(4, job.QueueName);
+    cell(5, job.JobType.ExecutablePath);
+    cell(6, job.CommandLine());
+    cell(7, Tavrol_Listing::TimeText(job.Submitted));
+    cell(8, Tavrol_Listing::TimeText(job.Started));
+    cell(9, Tavrol_Listing::TimeText(job.Finished));
+}
+
+int Tavrol_FinishedJobsWidget::CurrentJobIndex() const
+{
+    if (!m_table)
+        return -1;
+    const int index = Quolix_TableWidget::ItemDataOf(m_table->currentItem());
+    return index < static_cast<int>(m_finishedJobs.size()) ? index : -1;
 }
 
 void Tavrol_FinishedJobsWidget::PrintList()
 {
-    Tavrol_Listing listing({QStringLiteral("Job ID"), QStringLiteral("Name"),
-                            QStringLiteral("Status"), QStringLiteral("Job Type"),
-                            QStringLiteral("Queue"), QStringLiteral("Executable Path"),
-                            QStringLiteral("Command Line"), QStringLiteral("Submitted"),
-                            QStringLiteral("Started"), QStringLiteral("Finished")});
+    Tavrol_Listing listing(Headers());
     for (const Tavrol_Job& job : m_finishedJobs) {
         listing.AddRow(
             {QString::number(job.JobID), job.Name, Tavrol_Job::StatusToString(job.Status),
@@ -73,10 +188,10 @@ void Tavrol_FinishedJobsWidget::PrintList()
 
 void Tavrol_FinishedJobsWidget::CellDoubleClickedSlot(int, int)
 {
-    // Only a window's table has cells; its viewers come with it.
+    // The viewers of a job's files are not part of the table.
 }
 
 void Tavrol_FinishedJobsWidget::ContextMenuSlot(QPoint)
 {
-    // Only a window's table has a context menu.
+    // The menu and its removal are not part of the table.
 }

@@ -2,11 +2,17 @@
 
 #include "app/globals.h"
 #include "jobtypes/jobtype.h"
+#include "platform/tablewidget.h"
 #include "views/listing.h"
 
+#include <QCheckBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QFrame>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QPushButton>
+#include <QVBoxLayout>
 #include <QWidget>
 
 #include <algorithm>
@@ -15,12 +21,12 @@
 Tavrol_RunningJobsWidget::Tavrol_RunningJobsWidget(QWidget* parent)
     : QObject(nullptr), m_reader(new Tavrol_ProcessTableReader(this))
 {
-    connect(m_reader, &Tavrol_ProcessTableReader::TableReadSignal, this, [this] {
-        ShowProcessTable(m_reader->Rows());
-        emit RefreshedSignal();
-    });
-    if (IsGUIRunMode())
+    connect(m_reader, &Tavrol_ProcessTableReader::TableReadSignal, this,
+            &Tavrol_RunningJobsWidget::TableReadSlot);
+    if (IsGUIRunMode()) {
         m_frame = new QFrame(parent);
+        BuildFrame();
+    }
     Refresh();
 }
 
@@ -31,6 +37,56 @@ Tavrol_RunningJobsWidget::~Tavrol_RunningJobsWidget()
         delete m_frame;
         m_frame = nullptr;
     }
+}
+
+QStringList Tavrol_RunningJobsWidget::Headers()
+{
+    return {QStringLiteral("User"),
+            QStringLiteral("Process ID"),
+            QStringLiteral("Parent Process ID"),
+            QStringLiteral("App Name"),
+            QStringLiteral("Status"),
+            QStringLiteral("App Path"),
+            QStringLiteral("Command Line")};
+}
+
+// The table, with the "Refresh" button and the box below it.
+void Tavrol_RunningJobsWidget::BuildFrame()
+{
+    auto* layout = new QVBoxLayout(m_frame);
+    m_table = new Quolix_TableWidget(false, 0, static_cast<int>(Headers().size()), m_frame);
+    m_table->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_table, &QWidget::customContextMenuRequested, this,
+            &Tavrol_RunningJobsWidget::ContextMenuSlot);
+    m_table->UseActiveHighlightWhenInactive();
+    m_table->setHorizontalHeaderLabels(Headers());
+    QHeaderView* header = m_table->horizontalHeader();
+    header->setSortIndicatorShown(true);
+    header->setSortIndicator(1, Qt::AscendingOrder);
+    header->setStretchLastSection(true);
+    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_table->setSelectionMode(QAbstractItemView::SingleSelection);
+    layout->addWidget(m_table);
+
+    auto* buttons = new QHBoxLayout();
+    m_refreshButton = new QPushButton(QStringLiteral("Refresh"), m_frame);
+    m_onlyKnownBox = new QCheckBox(QStringLiteral("Only Show Known Job Types"), m_frame);
+    m_onlyKnownBox->setChecked(m_onlyKnownJobTypes);
+    connect(m_refreshButton, &QPushButton::clicked, this, &Tavrol_RunningJobsWidget::RefreshSlot);
+    connect(m_onlyKnownBox, &QCheckBox::clicked, this,
+            &Tavrol_RunningJobsWidget::OnlyShowJobsOfKnownJobTypesSlot);
+    buttons->addWidget(m_refreshButton);
+    buttons->addWidget(m_onlyKnownBox);
+    buttons->addStretch(1);
+    layout->addLayout(buttons);
+
+    m_table->SetRebuild([this] {
+        FillTable();
+        if (m_readWhenShown) {
+            m_readWhenShown = false;
+            JobsChangedSlot();
+        }
+    });
 }
 
 QString Tavrol_RunningJobsWidget::NormalisedPath(const QString& path)
@@ -81,19 +137,68 @@ void Tavrol_RunningJobsWidget::Refresh()
 
 void Tavrol_RunningJobsWidget::ShowProcessTable(std::vector<Tavrol_Process> rows)
 {
+    if (m_table)
+        m_table->ClearRows();
     m_processes = std::move(rows);
+    m_rowsWanted = false;
     if (m_processes.empty())
         return;
     std::vector<Tavrol_JobType> jobTypes;
     Tavrol_JobType::GetAll(jobTypes);
     // With no job type known the list is not narrowed, and the table stays empty.
-    if (m_onlyKnownJobTypes && !jobTypes.empty())
+    if (jobTypes.empty())
+        return;
+    if (m_onlyKnownJobTypes)
         FilterByKnownJobTypes(jobTypes);
+    m_rowsWanted = true;
+    if (m_table && !m_table->DeferWhileHidden())
+        FillTable();
 }
 
+void Tavrol_RunningJobsWidget::FillTable()
+{
+    m_table->ClearRows();
+    if (!m_rowsWanted)
+        return;
+    m_table->AppendRows(static_cast<int>(m_processes.size()), [this](int row) {
+        WriteRow(row, row, m_processes[static_cast<size_t>(row)]);
+    });
+    m_table->SortAsRebuilt();
+}
+
+void Tavrol_RunningJobsWidget::WriteRow(int row, int index, const Tavrol_Process& process)
+{
+    const auto cell = [&](int column, const QVariant& value) {
+        Quolix_TableWidgetItem::AddItemToTable(m_table, row, column, value, value, index,
+                                               Qt::AlignLeft | Qt::AlignVCenter, false);
+    };
+    cell(0, process.User);
+    cell(1, process.ProcessIDValue());
+    cell(2, process.ParentProcessIDValue());
+    cell(3, process.AppName);
+    cell(4, process.State);
+    cell(5, process.AppPath);
+    cell(6, process.CommandLine);
+}
+
+// Found by the process id in the row's second cell, since the table may be
+// sorted.
 const Tavrol_Process& Tavrol_RunningJobsWidget::CurrentProcess() const
 {
-    return m_noProcess; // only a window's table has a current row
+    if (!m_table || m_table->currentRow() < 0)
+        return m_noProcess;
+    const QTableWidgetItem* item = m_table->item(m_table->currentRow(), 1);
+    if (!item)
+        return m_noProcess;
+    bool ok = false;
+    const int processId = item->data(Qt::DisplayRole).toInt(&ok);
+    if (!ok)
+        return m_noProcess;
+    const auto found =
+        std::find_if(m_processes.begin(), m_processes.end(), [processId](const Tavrol_Process& p) {
+            return p.ProcessIDValue() == processId;
+        });
+    return found != m_processes.end() ? *found : m_noProcess;
 }
 
 void Tavrol_RunningJobsWidget::PrintList()
@@ -104,10 +209,7 @@ void Tavrol_RunningJobsWidget::PrintList()
 
 void Tavrol_RunningJobsWidget::PrintCurrentList() const
 {
-    Tavrol_Listing listing({QStringLiteral("User"), QStringLiteral("Process ID"),
-                            QStringLiteral("Parent Process ID"), QStringLiteral("App Name"),
-                            QStringLiteral("Status"), QStringLiteral("App Path"),
-                            QStringLiteral("Command Line")});
+    Tavrol_Listing listing(Headers());
     for (const Tavrol_Process& row : m_processes) {
         listing.AddRow({row.User, QString::number(row.ProcessIDValue()),
                         QString::number(row.ParentProcessIDValue()), row.AppName, row.State,
@@ -124,8 +226,33 @@ void Tavrol_RunningJobsWidget::ContextMenuSlot(QPoint)
 
 void Tavrol_RunningJobsWidget::OnlyShowJobsOfKnownJobTypesSlot()
 {
-    // The box exists only in a window; its state is taken there.
+    if (m_onlyKnownBox)
+        m_onlyKnownJobTypes = m_onlyKnownBox->isChecked();
     m_reader->Start();
+}
+
+void Tavrol_RunningJobsWidget::TableReadSlot()
+{
+    ShowProcessTable(m_reader->Rows());
+    emit RefreshedSignal();
+    if (m_readAgain) {
+        m_readAgain = false;
+        m_reader->Start();
+    }
+}
+
+void Tavrol_RunningJobsWidget::JobsChangedSlot()
+{
+    if (!m_table)
+        return;
+    if (m_table->DeferWhileHidden()) {
+        m_readWhenShown = true;
+        return;
+    }
+    if (m_reader->IsReading())
+        m_readAgain = true; // the running read may have missed this change
+    else
+        m_reader->Start();
 }
 
 void Tavrol_RunningJobsWidget::RefreshSlot()

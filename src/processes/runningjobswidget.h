@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <QPoint>
+#include <QStringList>
 
 #include <vector>
 
@@ -41,6 +42,11 @@ public:
     // The row of the table's current row, or an empty row.
     const Tavrol_Process& CurrentProcess() const;
     QFrame* Frame() const { return m_frame; }
+    Quolix_TableWidget* Table() const { return m_table; }
+    QPushButton* RefreshButton() const { return m_refreshButton; }
+    QCheckBox* OnlyKnownJobTypesBox() const { return m_onlyKnownBox; }
+    // The seven column headers of the table and of the console listing.
+    static QStringList Headers();
 
     // True when the path of a process row stands for the executable of the
     // job type: equal after normalising, or the same file once links are
@@ -59,8 +65,16 @@ public slots:
     // These refresh from the event loop: `ps` runs beside it.
     void OnlyShowJobsOfKnownJobTypesSlot();
     void RefreshSlot();
+    // A job of this program started or ended: a table on screen reads the
+    // process table again, beside the event loop; one off screen does so
+    // when it is shown.
+    void JobsChangedSlot();
 
 private:
+    void BuildFrame();
+    void FillTable();
+    void WriteRow(int row, int index, const Tavrol_Process& process);
+    void TableReadSlot();
     void FilterByKnownJobTypes(const std::vector<Tavrol_JobType>& jobTypes);
 
     std::vector<Tavrol_Process> m_processes;
@@ -71,4 +85,9 @@ private:
     Quolix_TableWidget* m_table = nullptr;
     QPushButton* m_refreshButton = nullptr;
     QCheckBox* m_onlyKnownBox = nullptr;
+    // False when the last read left the table empty whatever it found (no
+    // job type known).
+    bool m_rowsWanted = false;
+    bool m_readAgain = false;     // a job changed while a read was running
+    bool m_readWhenShown = false; // a job changed while the table was off screen
 };

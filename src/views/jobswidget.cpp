@@ -9,6 +9,7 @@
 #include "platform/computerdata.h"
 #include "platform/error.h"
 #include "processes/finishedjobswidget.h"
+#include "processes/runningjobswidget.h"
 #include "views/listing.h"
 #include "window/appwindow.h"
 
@@ -31,6 +32,11 @@ namespace {
 Tavrol_FinishedJobsWidget* FinishedJobsView()
 {
     return TavrolAppWindow ? TavrolAppWindow->FinishedJobsView() : nullptr;
+}
+
+Tavrol_RunningJobsWidget* RunningJobsView()
+{
+    return TavrolAppWindow ? TavrolAppWindow->RunningJobsView() : nullptr;
 }
 
 const int MaximumNamesListed = 10;
@@ -57,18 +63,6 @@ void Tavrol_JobsWidget::FinishConstruction()
 {
     BuildTable();
     RebuildTable();
-}
-
-void Tavrol_JobsWidget::BuildTable()
-{
-    // The table of a window belongs to the GUI side of the view; without a
-    // window there is nothing to build.
-}
-
-void Tavrol_JobsWidget::RebuildTable()
-{
-    // Only a window's table has rows to rebuild; without one the collection
-    // is all there is.
 }
 
 void Tavrol_JobsWidget::DeleteRemainingJobs()
@@ -190,14 +184,14 @@ void Tavrol_JobsWidget::SweepFinishedJobs()
         ReleaseJob(job);
     }
     RebuildTable();
+    // A job that started or ended changes what runs on the machine.
+    if (Tavrol_RunningJobsWidget* running = RunningJobsView())
+        running->JobsChangedSlot();
 }
 
 void Tavrol_JobsWidget::PrintList()
 {
-    Tavrol_Listing listing({QStringLiteral("Job ID"), QStringLiteral("Name"),
-                            QStringLiteral("Status"), QStringLiteral("Job Type"),
-                            QStringLiteral("Executable Path"), QStringLiteral("Command Line"),
-                            QStringLiteral("Submitted"), QStringLiteral("Started")});
+    Tavrol_Listing listing(Headers());
     for (const Tavrol_Job* job : CurrentJobs()) {
         listing.AddRow(
             {QString::number(job->JobID), job->Name, Tavrol_Job::StatusToString(job->Status),

@@ -48,7 +48,10 @@ public:
     void RebuildTable();
 
     QFrame* Frame() const { return m_frame; }
+    Quolix_TableWidget* Table() const { return m_table; }
     const Tavrol_JobsWidgetFamily& Family() const { return m_family; }
+    // The eight column headers of the table and of the console listing.
+    static QStringList Headers();
 
 public slots:
     void FilesDroppedSlot(const QStringList& files);
@@ -88,6 +91,7 @@ protected:
 
 private:
     void BuildTable();
+    void WriteRow(int row, int index, const Tavrol_Job& job);
     std::vector<Tavrol_Job*> CurrentJobs() const;
     void ReleaseJobsThatLeft(const std::vector<Tavrol_Job*>& before);
     void ReleaseJob(Tavrol_Job* job);
@@ -95,7 +99,7 @@ private:
     int AskAboutRunningJobs() const;
 
     QFrame* m_frame = nullptr;
-    Quolix_TableWidget* m_table = nullptr; // built by the window's table support
+    Quolix_TableWidget* m_table = nullptr;
     bool m_removing = false;
     Tavrol_JobsWidgetFamily m_family;
 };
