@@ -292,7 +292,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(listener.Messages().size(), 1, 30000);
         const QByteArray finished = listener.Messages().first();
         QVERIFY2(finished.contains("action=jobfinished\n"), finished.constData());
-        QVERIFY2(finished.contains("jobstatus=Completed\n"), finished.constData());
+        QVERIFY2(finished.contains("jobstatus=completed\n"), finished.constData());
         QVERIFY2(finished.contains("jobqueue=long\n"), finished.constData());
         QCOMPARE(gui.state(), QProcess::Running);
     }
