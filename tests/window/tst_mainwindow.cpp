@@ -518,6 +518,46 @@ private slots:
         viewer->close();
     }
 
+    // Warnings, questions and errors are message boxes in the GUI; the
+    // answer comes back by its number.
+    void errorsAndWarningsAreMessageBoxes()
+    {
+        BoxAnswerer answerer;
+        answerer.Queue(QMessageBox::Ok);
+        QCOMPARE(Quolix_Error::ReportWarning(QStringLiteral("T1"), QStringLiteral("one"), 1, 0),
+                 int(Quolix_Error::AnswerYes));
+        answerer.Queue(QMessageBox::No);
+        QCOMPARE(Quolix_Error::ReportWarning(QStringLiteral("T2"), QStringLiteral("two"), 2, 1),
+                 int(Quolix_Error::AnswerNo));
+        answerer.Queue(QMessageBox::Cancel);
+        QCOMPARE(Quolix_Error::ReportWarning(QStringLiteral("T5"), QStringLiteral("five"), 5, 4),
+                 int(Quolix_Error::AnswerCancel));
+        answerer.Queue(QMessageBox::Ok);
+        Quolix_Error::ReportError(QStringLiteral("Bad"), QStringLiteral("it broke"));
+        const QList<SeenBox>& seen = answerer.Seen();
+        QCOMPARE(seen.size(), 4);
+        QCOMPARE(seen[0].title, QStringLiteral("T1"));
+        QCOMPARE(seen[0].icon, QMessageBox::Warning);
+        QCOMPARE(seen[0].buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+        QCOMPARE(seen[1].text, QStringLiteral("two"));
+        QCOMPARE(seen[1].buttons, QMessageBox::Yes | QMessageBox::No);
+        QCOMPARE(seen[1].defaultButton, QMessageBox::Yes);
+        QCOMPARE(seen[2].buttons, QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+        QCOMPARE(seen[2].defaultButton, QMessageBox::Cancel);
+        QCOMPARE(seen[3].title, QStringLiteral("Bad"));
+        QCOMPARE(seen[3].text, QStringLiteral("it broke"));
+        QCOMPARE(seen[3].icon, QMessageBox::Critical);
+    }
+
+    // In the console nobody sees a box: the default answer, at once.
+    void consoleWarningsTakeTheDefault()
+    {
+        RunMode = RunModeConsole;
+        const auto back = qScopeGuard([] { RunMode = RunModeGUI; });
+        QCOMPARE(Quolix_Error::ReportWarning(QStringLiteral("T"), QStringLiteral("t"), 5, 2), 2);
+        QVERIFY(!QApplication::activeModalWidget());
+    }
+
     // Every topic a screen names has a page with a title.
     void everyHelpTopicHasAPage()
     {
