@@ -11,6 +11,8 @@
 
 namespace {
 
+bool AnswerOffscreen = false;
+
 void PrintToStandardError(const QString& title, const QString& text)
 {
     std::fprintf(stderr, "%s: %s\n", title.toLocal8Bit().constData(),
@@ -52,8 +54,15 @@ bool Quolix_Error::CanAskUser()
 {
     if (!IsGUIRunMode() || !qobject_cast<QApplication*>(QCoreApplication::instance()))
         return false;
+    if (AnswerOffscreen)
+        return true;
     const QString platform = QGuiApplication::platformName();
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
+}
+
+void Quolix_Error::SetAnswerOffscreen(bool answer)
+{
+    AnswerOffscreen = answer;
 }
 
 int Quolix_Error::ReportWarning(const QString& title, const QString& text, int mode,

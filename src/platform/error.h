@@ -24,6 +24,9 @@ public:
                              int defaultAnswer);
     static void ReportError(const QString& title, const QString& text);
 
-    // True when dialogs can be shown and answered: a GUI run mode on a real screen.
+    // True when dialogs can be shown and answered: a GUI run mode on a real
+    // screen, or on any screen once someone has said they will answer there.
     static bool CanAskUser();
+    // For a user who answers on an off-screen display, such as a test.
+    static void SetAnswerOffscreen(bool answer);
 };

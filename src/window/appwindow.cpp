@@ -7,6 +7,7 @@
 #include "jobs/queueid.h"
 #include "jobtypes/jobtypeswidget.h"
 #include "platform/error.h"
+#include "platform/helpdialog.h"
 #include "platform/registry.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
@@ -23,12 +24,19 @@
 #include <QFileInfo>
 #include <QFrame>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QIcon>
 #include <QMainWindow>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPixmap>
+#include <QPushButton>
 #include <QScreen>
+#include <QSizeGrip>
+#include <QSystemTrayIcon>
+#include <QTabWidget>
 #include <QTimer>
+#include <QVBoxLayout>
 
 #include <algorithm>
 
@@ -36,6 +44,21 @@ namespace {
 
 // The window keeps at least this distance from the top left of the desktop.
 constexpr int MinimumWindowPosition = 10;
+// Gaps of the window's layout: around the tabs and the button row, and above
+// each view inside its tab.
+constexpr int WindowGap = 10;
+constexpr int TabTopGap = 20;
+
+const char* const TabTitles[] = {"Long Jobs Queue", "Short Jobs Queue", "Queueless Jobs",
+                                 "Running Jobs",    "Finished Jobs",    "Job Types"};
+
+QVBoxLayout* TightVBoxLayout(QWidget* widget)
+{
+    auto* layout = new QVBoxLayout(widget);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    return layout;
+}
 
 } // namespace
 
@@ -64,6 +87,8 @@ Tavrol_AppWindow::~Tavrol_AppWindow()
     m_finishedView = nullptr;
     delete m_jobTypesView;
     m_jobTypesView = nullptr;
+    delete m_trayIcon;
+    m_trayIcon = nullptr;
     if (m_mainWindow) {
         m_mainWindow->removeEventFilter(this);
         m_mainWindow->hide();
@@ -91,23 +116,122 @@ void Tavrol_AppWindow::BuildWidgets()
     CreateViews();
 }
 
-// The six views, in tab order.
+// The six views, in tab order. In the window each view's frame sits on its
+// tab below a gap; in the console the views have no parent and no frame.
 void Tavrol_AppWindow::CreateViews()
 {
-    m_longView = new Tavrol_LongJobsQueueWidget(nullptr);
-    m_shortView = new Tavrol_ShortJobsQueueWidget(nullptr);
-    m_queuelessView = new Tavrol_QueuelessJobsWidget(nullptr);
-    m_runningView = new Tavrol_RunningJobsWidget(nullptr);
-    m_finishedView = new Tavrol_FinishedJobsWidget(nullptr);
-    m_jobTypesView = new Tavrol_JobTypesWidget(nullptr);
+    const auto tabFrame = [this](int tab) -> QWidget* {
+        return tab < m_tabFrames.size() ? m_tabFrames[tab] : nullptr;
+    };
+    m_longView = new Tavrol_LongJobsQueueWidget(tabFrame(0));
+    m_shortView = new Tavrol_ShortJobsQueueWidget(tabFrame(1));
+    m_queuelessView = new Tavrol_QueuelessJobsWidget(tabFrame(2));
+    m_runningView = new Tavrol_RunningJobsWidget(tabFrame(3));
+    m_finishedView = new Tavrol_FinishedJobsWidget(tabFrame(4));
+    m_jobTypesView = new Tavrol_JobTypesWidget(tabFrame(5));
+    if (m_tabFrames.isEmpty())
+        return;
+    AddViewFrame(0, m_longView->Frame());
+    AddViewFrame(1, m_shortView->Frame());
+    AddViewFrame(2, m_queuelessView->Frame());
+    AddViewFrame(3, m_runningView->Frame());
+    AddViewFrame(4, m_finishedView->Frame());
+    AddViewFrame(5, m_jobTypesView->Frame());
 }
 
-// The window's central frame. The views are made without a parent, so their
-// frames are not placed on it.
+void Tavrol_AppWindow::AddViewFrame(int tab, QFrame* viewFrame)
+{
+    if (viewFrame)
+        m_tabFrames[tab]->layout()->addWidget(viewFrame);
+}
+
+// The central frame: the tabs, a sunken line and the button row, with gaps
+// of 10 between them. The tab frames wait for their views.
 void Tavrol_AppWindow::BuildMainWindowFrame()
 {
     m_centralFrame = new QFrame(m_mainWindow);
     m_mainWindow->setCentralWidget(m_centralFrame);
+    QVBoxLayout* layout = TightVBoxLayout(m_centralFrame);
+    layout->addSpacing(WindowGap);
+
+    m_tabWidget = new QTabWidget(m_centralFrame);
+    layout->addWidget(m_tabWidget);
+    layout->addSpacing(WindowGap);
+    for (const char* title : TabTitles)
+        m_tabFrames.append(AddTab(QString::fromLatin1(title)));
+
+    auto* line = new QFrame(m_centralFrame);
+    line->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    layout->addWidget(line);
+    layout->addSpacing(WindowGap);
+    auto* buttonRow = new QHBoxLayout();
+    layout->addLayout(buttonRow);
+    layout->addSpacing(WindowGap);
+    BuildButtonRow(buttonRow);
+
+    connect(m_tabWidget, &QTabWidget::currentChanged, this,
+            &Tavrol_AppWindow::CurrentTabChangedSlot);
+}
+
+QFrame* Tavrol_AppWindow::AddTab(const QString& title)
+{
+    auto* frame = new QFrame(m_tabWidget);
+    QVBoxLayout* layout = TightVBoxLayout(frame);
+    layout->addSpacing(TabTopGap);
+    m_tabWidget->addTab(frame, title);
+    return frame;
+}
+
+// Submit on the left, Hide and Exit in the middle, Help and About on the
+// right, then the size grip in the corner.
+void Tavrol_AppWindow::BuildButtonRow(QBoxLayout* layout)
+{
+    m_submitButton = new QPushButton(QStringLiteral("Submit Jobs..."), m_centralFrame);
+    m_hideButton = new QPushButton(QStringLiteral("Hide"), m_centralFrame);
+    m_exitButton = new QPushButton(QStringLiteral("Exit"), m_centralFrame);
+    auto* helpButton = new QPushButton(QStringLiteral("Help"), m_centralFrame);
+    auto* aboutButton = new QPushButton(QStringLiteral("About"), m_centralFrame);
+    for (QPushButton* button : {helpButton, aboutButton}) {
+        button->setAutoDefault(false);
+        button->setDefault(false);
+    }
+
+    layout->addSpacing(WindowGap);
+    layout->addWidget(m_submitButton);
+    layout->addStretch();
+    layout->addWidget(m_hideButton);
+    layout->addSpacing(WindowGap);
+    layout->addWidget(m_exitButton);
+    layout->addStretch();
+    layout->addWidget(helpButton);
+    layout->addSpacing(WindowGap);
+    layout->addWidget(aboutButton);
+    layout->addSpacing(WindowGap);
+    layout->addWidget(new QSizeGrip(m_centralFrame), 0, Qt::AlignBottom | Qt::AlignRight);
+
+    connect(m_submitButton, &QPushButton::clicked, this, &Tavrol_AppWindow::NewJobsSlot);
+    connect(m_hideButton, &QPushButton::clicked, this, &Tavrol_AppWindow::OkaySlot);
+    connect(m_exitButton, &QPushButton::clicked, this, &Tavrol_AppWindow::SystemTrayQuitSlot);
+    connect(aboutButton, &QPushButton::clicked, this, &Tavrol_AppWindow::AboutSlot);
+    Quolix_HelpDialog::Global()->ConnectButton(helpButton, QStringLiteral("tavrol/introduction"));
+}
+
+// The tray icon takes the window's icon and its title as it is now; neither
+// is kept up to date. Whether the desktop has a tray is not asked.
+void Tavrol_AppWindow::CreateTrayIcon()
+{
+    m_trayMenu = new QMenu(m_mainWindow);
+    m_showAction = m_trayMenu->addAction(tr("&Show GUI"));
+    m_hideAction = m_trayMenu->addAction(tr("&Hide GUI"));
+    m_exitAction = m_trayMenu->addAction(tr("&Exit"));
+    connect(m_showAction, &QAction::triggered, this, &Tavrol_AppWindow::SystemTrayShowWindowSlot);
+    connect(m_hideAction, &QAction::triggered, this, &Tavrol_AppWindow::SystemTrayHideWindowSlot);
+    connect(m_exitAction, &QAction::triggered, this, &Tavrol_AppWindow::SystemTrayQuitSlot);
+
+    m_trayIcon = new QSystemTrayIcon(m_mainWindow->windowIcon(), this);
+    m_trayIcon->setToolTip(m_mainWindow->windowTitle());
+    m_trayIcon->setContextMenu(m_trayMenu);
+    m_trayIcon->setVisible(true);
 }
 
 bool Tavrol_AppWindow::Start()
@@ -131,6 +255,8 @@ bool Tavrol_AppWindow::Start()
     }
     RestoreToolBarState();
     UpdateCaption();
+    if (m_mainWindow)
+        CreateTrayIcon();
     StartServer();
     return true;
 }
@@ -204,9 +330,14 @@ void Tavrol_AppWindow::Show(uint)
     const QRect available = screen->availableGeometry();
     m_mainWindow->resize(available.width() / 2, available.height() / 2);
     m_mainWindow->raise();
-    const int x = available.x() + (available.width() - m_mainWindow->width()) / 2;
-    const int y = available.y() + (available.height() - m_mainWindow->height()) / 2;
-    m_mainWindow->move(std::max(x, MinimumWindowPosition), std::max(y, MinimumWindowPosition));
+    m_mainWindow->move(WindowPosition(available, m_mainWindow->size()));
+}
+
+QPoint Tavrol_AppWindow::WindowPosition(const QRect& available, const QSize& size)
+{
+    const int x = available.x() + (available.width() - size.width()) / 2;
+    const int y = available.y() + (available.height() - size.height()) / 2;
+    return QPoint(std::max(x, MinimumWindowPosition), std::max(y, MinimumWindowPosition));
 }
 
 void Tavrol_AppWindow::Show()
@@ -238,26 +369,33 @@ void Tavrol_AppWindow::AboutSlot()
     box.exec();
 }
 
+// The view that has just come into sight shows the state of now.
 void Tavrol_AppWindow::CurrentTabChangedSlot(int index)
 {
     switch (index) {
     case 0:
-        m_longView->RebuildTable();
+        if (m_longView)
+            m_longView->RebuildTable();
         break;
     case 1:
-        m_shortView->RebuildTable();
+        if (m_shortView)
+            m_shortView->RebuildTable();
         break;
     case 2:
-        m_queuelessView->RebuildTable();
+        if (m_queuelessView)
+            m_queuelessView->RebuildTable();
         break;
     case 3:
-        m_runningView->Refresh();
+        if (m_runningView)
+            m_runningView->Refresh();
         break;
     case 4:
-        m_finishedView->Update();
+        if (m_finishedView)
+            m_finishedView->Update();
         break;
     case 5:
-        m_jobTypesView->Refresh();
+        if (m_jobTypesView)
+            m_jobTypesView->Refresh();
         break;
     default:
         break;

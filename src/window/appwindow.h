@@ -1,14 +1,23 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
+#include <QPoint>
+#include <QRect>
+#include <QSize>
 #include <QStringList>
 
 #include <memory>
 
+class QAction;
+class QBoxLayout;
 class QEvent;
 class QFrame;
 class QMainWindow;
+class QMenu;
 class QPushButton;
+class QSystemTrayIcon;
+class QTabWidget;
 class Tavrol_Console;
 class Tavrol_Job;
 class Tavrol_SubmitRequest;
@@ -50,6 +59,11 @@ public:
     // null for any other number.
     Tavrol_JobsWidget* QueueView(int queueID) const;
     QMainWindow* MainWindow() const { return m_mainWindow; }
+    // The window's parts, null in the console.
+    QTabWidget* TabWidget() const { return m_tabWidget; }
+    QPushButton* SubmitButton() const { return m_submitButton; }
+    QSystemTrayIcon* TrayIcon() const { return m_trayIcon; }
+    QMenu* TrayMenu() const { return m_trayMenu; }
     Tavrol_Console* Console() const { return m_console; }
 
     // What SaveIfModified did, by its numbers.
@@ -83,6 +97,9 @@ public:
     const QStringList& ClientNameList() const;
     Tavrol_RequestServer* RequestServer() const { return m_server; }
 
+    // Where Show puts a window of that size: centred on the available
+    // desktop, but never left of or above 10.
+    static QPoint WindowPosition(const QRect& available, const QSize& size);
     // The about box's text: title, platform, and the maker's notice.
     static QString AboutText();
     // A project file name as typed, trimmed, with ".tvrl" added unless it
@@ -113,7 +130,11 @@ private:
     void AddJobToQueue(std::unique_ptr<Tavrol_Job> job);
 
     void BuildMainWindowFrame();
+    QFrame* AddTab(const QString& title);
+    void AddViewFrame(int tab, QFrame* viewFrame);
+    void BuildButtonRow(QBoxLayout* layout);
     void CreateViews();
+    void CreateTrayIcon();
     void RestoreLastDirectory() const;
     static QStringList ExistingRecentProjects();
     static QString StartupProjectPath(const QStringList& existingRecentProjects);
@@ -129,6 +150,10 @@ private:
     bool m_showQuitting = false;
     QFrame* m_centralFrame = nullptr;
     QPushButton* m_submitButton = nullptr;
+    QPushButton* m_hideButton = nullptr;
+    QPushButton* m_exitButton = nullptr;
+    QTabWidget* m_tabWidget = nullptr;
+    QList<QFrame*> m_tabFrames;
     Tavrol_LongJobsQueueWidget* m_longView = nullptr;
     Tavrol_ShortJobsQueueWidget* m_shortView = nullptr;
     Tavrol_QueuelessJobsWidget* m_queuelessView = nullptr;
@@ -137,5 +162,10 @@ private:
     Tavrol_JobTypesWidget* m_jobTypesView = nullptr;
     QMainWindow* m_mainWindow = nullptr;
     Tavrol_Console* m_console = nullptr;
+    QMenu* m_trayMenu = nullptr;
+    QSystemTrayIcon* m_trayIcon = nullptr;
+    QAction* m_showAction = nullptr;
+    QAction* m_hideAction = nullptr;
+    QAction* m_exitAction = nullptr;
     Tavrol_RequestServer* m_server = nullptr;
 };

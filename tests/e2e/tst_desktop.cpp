@@ -1,6 +1,9 @@
-// A console instance on a desktop, under a real X server that the test
-// starts: a request that opens the job type selection dialog, a cancel of
-// that dialog, and the instance goes on serving its prompt and its clients.
+// Instances on a desktop, under a real X server that the test starts. A
+// console instance: a request that opens the job type selection dialog, a
+// cancel of that dialog, and the instance goes on serving its prompt and its
+// clients. A GUI instance: its window appears with its title, "hide" and
+// "show" requests unmap and map it, a close from the window manager only
+// hides it, and a submitted job runs to its end.
 
 #include "consolesession.h"
 #include "platform/computerdata.h"
@@ -11,6 +14,7 @@
 #include <QHostAddress>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTcpSocket>
 #include <QTest>
@@ -28,6 +32,7 @@ using E2E::SendRequest;
 namespace {
 
 const QString DialogTitle = QStringLiteral("Submit Job, Select Job Type");
+const QString MainWindowTitle = QStringLiteral("TavrolGUI 1.1.15, Unsaved Project");
 
 struct CommandResult
 {
@@ -134,11 +139,17 @@ private:
     // The selection dialog's visible windows, by id; empty when there is none.
     QStringList DialogWindows(const QProcessEnvironment& environment, bool wait)
     {
+        return VisibleWindows(DialogTitle, environment, wait);
+    }
+
+    QStringList VisibleWindows(const QString& title, const QProcessEnvironment& environment,
+                               bool wait)
+    {
         QStringList arguments{QStringLiteral("search")};
         if (wait)
             arguments << QStringLiteral("--sync");
         arguments << QStringLiteral("--onlyvisible") << QStringLiteral("--name")
-                  << QLatin1Char('^') + DialogTitle + QLatin1Char('$');
+                  << QLatin1Char('^') + QRegularExpression::escape(title) + QLatin1Char('$');
         const CommandResult found = RunCommand(m_xdotool, arguments, environment, 30000);
         if (!found.finished)
             return {};
@@ -216,6 +227,109 @@ private slots:
         int exitCode = -2;
         QVERIFY(session.WaitForExit(&exitCode));
         QCOMPARE(exitCode, 0);
+    }
+
+    // The GUI instance as a user and its clients meet it.
+    void guiWindowHidesShowsAndRunsJobs()
+    {
+        VirtualDisplay display;
+        QVERIFY(display.Start(m_xvfb));
+        Home home;
+        QProcessEnvironment environment = home.Environment(true);
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.insert(QStringLiteral("DISPLAY"), display.Name());
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        const QString input =
+            E2E::WriteFile(home.File(QStringLiteral("water.gjf")), "#standin sleep=1\n");
+
+        QProcess gui;
+        gui.setProcessEnvironment(environment);
+        gui.setWorkingDirectory(home.Path());
+        gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        gui.setStandardOutputFile(QProcess::nullDevice());
+        gui.start(TestSupport::TavrolBinary(), {});
+        QVERIFY(gui.waitForStarted(10000));
+        const auto stop = qScopeGuard([&gui] {
+            gui.kill();
+            gui.waitForFinished(10000);
+        });
+
+        // The window appears with its title.
+        const QStringList windows = VisibleWindows(MainWindowTitle, environment, true);
+        QVERIFY2(windows.size() == 1, "the main window did not appear");
+        const QString window = windows.first();
+        const quint16 guiPort = quint16(Quolix_ComputerData::TavrolGUIPortNumber());
+        const QByteArray client =
+            "clientname=tester\n" + Line("clientuid=", QString::number(getuid()));
+
+        // "hide" unmaps it, "show" maps it again.
+        QVERIFY(SendRequest(client + "action=hide", guiPort));
+        QTRY_VERIFY_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false).isEmpty(),
+                                 20000);
+        QVERIFY(SendRequest(client + "action=show", guiPort));
+        QTRY_COMPARE_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false),
+                                  QStringList{window}, 20000);
+
+        // The window manager's close only hides: the port still answers.
+        QCOMPARE(RunCommand(QStringLiteral(TAVROL_XTOOL), {QStringLiteral("close"), window},
+                            environment, 30000)
+                     .exitCode,
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false).isEmpty(),
+                                 20000);
+        QCOMPARE(gui.state(), QProcess::Running);
+        QVERIFY(SendRequest(client + "action=test", guiPort));
+        QVERIFY(SendRequest(client + "action=show", guiPort));
+        QTRY_COMPARE_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false),
+                                  QStringList{window}, 20000);
+
+        // A job for the long queue runs to its end and its client hears so.
+        E2E::Listener listener;
+        QVERIFY(
+            SendRequest(E2E::Submission(listener.Port(), QStringLiteral("Gaussian"),
+                                        QStringLiteral("long"), input, QStringLiteral("guijob")),
+                        guiPort));
+        QTRY_COMPARE_WITH_TIMEOUT(listener.Messages().size(), 1, 30000);
+        const QByteArray finished = listener.Messages().first();
+        QVERIFY2(finished.contains("action=jobfinished\n"), finished.constData());
+        QVERIFY2(finished.contains("jobstatus=completed\n"), finished.constData());
+        QVERIFY2(finished.contains("jobqueue=long\n"), finished.constData());
+        QCOMPARE(gui.state(), QProcess::Running);
+    }
+
+    // "-help" in the GUI: the usage stays on the screen in the start-up
+    // window, titled like the program, until the user closes it; then the
+    // process ends with 0.
+    void guiHelpWindowStaysUntilClosed()
+    {
+        VirtualDisplay display;
+        QVERIFY(display.Start(m_xvfb));
+        Home home;
+        QProcessEnvironment environment = home.Environment(true);
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.insert(QStringLiteral("DISPLAY"), display.Name());
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+
+        QProcess gui;
+        gui.setProcessEnvironment(environment);
+        gui.setWorkingDirectory(home.Path());
+        gui.start(TestSupport::TavrolBinary(), {QStringLiteral("-help")});
+        QVERIFY(gui.waitForStarted(10000));
+        const auto stop = qScopeGuard([&gui] {
+            gui.kill();
+            gui.waitForFinished(10000);
+        });
+        const QStringList windows =
+            VisibleWindows(QStringLiteral("TavrolGUI 1.1.15"), environment, true);
+        QVERIFY2(windows.size() == 1, "the usage window did not appear");
+        QCOMPARE(RunCommand(QStringLiteral(TAVROL_XTOOL),
+                            {QStringLiteral("close"), windows.first()}, environment, 30000)
+                     .exitCode,
+                 0);
+        QVERIFY(gui.waitForFinished(20000));
+        QCOMPARE(gui.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(gui.exitCode(), 0);
+        QCOMPARE(gui.readAllStandardOutput(), QByteArray());
     }
 };
 
