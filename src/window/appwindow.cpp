@@ -386,8 +386,9 @@ void Tavrol_AppWindow::CurrentTabChangedSlot(int index)
             m_queuelessView->RebuildTable();
         break;
     case 3:
+        // The process table is read beside the event loop: ps may be slow.
         if (m_runningView)
-            m_runningView->Refresh();
+            m_runningView->RefreshSlot();
         break;
     case 4:
         if (m_finishedView)
