@@ -2,6 +2,11 @@
 
 #include "app/globals.h"
 #include "console/console_worker.h"
+#include "jobs/queuelessjobslist.h"
+#include "views/longjobsqueuewidget.h"
+#include "views/queuelessjobswidget.h"
+#include "views/shortjobsqueuewidget.h"
+#include "window/appwindow.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -25,6 +30,7 @@ Tavrol_Console::~Tavrol_Console()
 void Tavrol_Console::RunSlot()
 {
     std::printf("%s\n\n", m_title.toLocal8Bit().constData());
+    WatchJobEnds();
     m_worker = new Tavrol_Console_Worker(this);
     connect(m_worker, &Tavrol_Console_Worker::QuitSignal, this, &Tavrol_Console::QuitSlot);
     QCoreApplication::processEvents();
@@ -39,6 +45,22 @@ void Tavrol_Console::RunSlot()
 }
 
 void Tavrol_Console::QuitSlot() {}
+
+// From the prompt's start on, the exit code of every job that ends is kept
+// for "show job".
+void Tavrol_Console::WatchJobEnds()
+{
+    Tavrol_AppWindow* window = TavrolAppWindow;
+    if (!window || !window->LongJobsView() || !window->ShortJobsView() ||
+        !window->QueuelessJobsView())
+        return;
+    m_exitCodes.Watch<Tavrol_JobsQueue>(window->LongJobsView()->Queue(),
+                                        &Tavrol_JobsQueue::QueueUpdatedSignal);
+    m_exitCodes.Watch<Tavrol_JobsQueue>(window->ShortJobsView()->Queue(),
+                                        &Tavrol_JobsQueue::QueueUpdatedSignal);
+    m_exitCodes.Watch(window->QueuelessJobsView()->List(),
+                      &Tavrol_QueuelessJobsList::ListUpdatedSignal);
+}
 
 void Tavrol_Console::Stop()
 {

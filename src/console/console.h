@@ -6,6 +6,7 @@
 #include <QThread>
 
 #include "console/consoleinput.h"
+#include "console/exitcodebook.h"
 
 class Tavrol_Console_Worker;
 
@@ -33,15 +34,20 @@ public:
 
     Tavrol_Console_Worker* Worker() const; // null before RunSlot and after the thread ends
     QThread* Thread() { return &m_thread; }
+    // For the main thread only.
+    const Tavrol_ExitCodeBook& ExitCodes() const { return m_exitCodes; }
 
 public slots:
     void RunSlot();
     void QuitSlot();
 
 private:
+    void WatchJobEnds();
+
     QPointer<Tavrol_Console_Worker> m_worker; // deleted with its thread
 
     Tavrol_ConsoleWake m_wake; // outlives the thread that reads through it
     QThread m_thread;
     QString m_title;
+    Tavrol_ExitCodeBook m_exitCodes;
 };

@@ -236,6 +236,8 @@ void Tavrol_Console_Worker::ProcessCommand(const QString& typed)
         }
     } else if (command == QLatin1String("ls") || command.startsWith(QLatin1String("ls "))) {
         RunShellCommand(command);
+    } else {
+        ProcessAddedCommand(command); // a line that is no command is ignored without a word
     }
 }
 

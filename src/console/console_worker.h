@@ -61,5 +61,19 @@ private:
     void PrintCurrentDirectory();
     void RunShellCommand(const QString& command);
 
+    // The commands added beside those of the prompt's own table, in
+    // console_commands.cpp. False when the line is none of them.
+    bool ProcessAddedCommand(const QString& command);
+    bool AskYesNo(const QString& question) const;
+    void PrintHelp() const;
+    void SetQueuePaused(int queueID, bool paused) const;
+    void SetQueueMaximum(int queueID, const QString& value) const;
+    void ShowJob(const QString& argument) const;
+    void ShowOutput(const QString& argument) const;
+    void ShowLog(const QString& argument) const;
+    void KillOrRemoveJob(const QString& argument, bool killOnly) const;
+    void Save() const;
+    void SaveAs(const QString& typedPath) const;
+
     Tavrol_Console* m_console = nullptr;
 };

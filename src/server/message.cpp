@@ -131,6 +131,28 @@ Tavrol_Request Tavrol_Message::ReceiveRequest(QTcpSocket* socket)
     return ReadRequest(socket);
 }
 
+QString Tavrol_Message::RequestText(const Tavrol_Request& request)
+{
+    QStringList lines;
+    const auto addRows = [&lines, &request](const auto& rows) {
+        for (const KeyRow& row : rows) {
+            const QString& value = request.*row.field;
+            if (!value.isEmpty())
+                lines << QLatin1String(row.key) + value;
+        }
+    };
+    addRows(LeadingKeys);
+    if (request.ConfirmAction)
+        lines << QStringLiteral("confirmaction=yes");
+    addRows(TrailingKeys);
+    for (const auto& variable : request.JobVariables) {
+        QString value = variable.second;
+        value.replace(QLatin1Char('\n'), QLatin1String("_;_"));
+        lines << variable.first + QLatin1Char('=') + value;
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
 QString Tavrol_Message::TestMessage(const QString& clientName)
 {
     return QLatin1String("clientname=") + clientName + QLatin1String("\naction=test");

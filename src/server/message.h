@@ -54,6 +54,11 @@ public:
     // Files one line into the request; lines that match no key vanish.
     static void ClassifyLine(Tavrol_Request& request, const QString& line);
 
+    // A client's request as its lines: every field that is not empty, in the
+    // order of the key table, then the confirm word when set, then the job
+    // variables with their line feeds as "_;_". No final line feed.
+    static QString RequestText(const Tavrol_Request& request);
+
     // "clientname=<name>\naction=test", with no final line feed.
     static QString TestMessage(const QString& clientName);
     // The job finished notification, with this process's client name as the

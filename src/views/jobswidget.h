@@ -45,6 +45,11 @@ public:
     void ClearJobs();
     void PrintList();
     bool RemoveJobByProcessID(int processId);
+    // The removal of the view's actions: asks (when a window can ask),
+    // deletes the rows, then removes the jobs with the update slot held off.
+    // A running job is killed by its removal. Public for the console, which
+    // asks its own question first.
+    bool RemoveJobs(const std::vector<int>& jobIds);
     void RebuildTable();
 
     QFrame* Frame() const { return m_frame; }
@@ -76,9 +81,6 @@ protected:
 
     // The finished sweep behind the update slot.
     void SweepFinishedJobs();
-    // The removal of Part of the view's actions: asks (when a window can ask),
-    // deletes the rows, then removes the jobs with the update slot held off.
-    bool RemoveJobs(const std::vector<int>& jobIds);
 
     // Collection changes made by the view that may take jobs out: the jobs
     // that left are released afterwards.

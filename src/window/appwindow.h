@@ -80,6 +80,10 @@ public:
     void NewProject(const QString& path);
     bool SaveProject();
     bool SaveProjectAs();
+    // The end of every save: writes the project to the path as given and
+    // loads it back. Public for the console's "save as", which names the
+    // file itself.
+    bool WriteProject(const QString& path);
     void UpdateCaption();
     void AddToRecentProjects(const QString& path);
     void SetLastDirectory(const QString& path);
@@ -144,7 +148,6 @@ private:
 
     bool ProjectFileUsable(const QString& path) const;
     QString AskProjectFilePath() const;
-    bool WriteProject(const QString& path);
 
     bool m_cancelClose = false;
     bool m_showQuitting = false;

@@ -41,6 +41,11 @@ QString TavrolBinary()
     return QStringLiteral(TAVROL_BINARY);
 }
 
+QString SubmitBinary()
+{
+    return QStringLiteral(TAVROL_SUBMIT_BINARY);
+}
+
 int FirstGroupOfUser(int uid)
 {
     const passwd* entry = getpwuid(uid_t(uid));

@@ -20,6 +20,7 @@ QString FixturesDir();
 QString TestDataPath(const QString& name);
 // The built tavrol executable.
 QString TavrolBinary();
+QString SubmitBinary(); // tavrol-submit
 // The primary group of a user of the system, or -1 for an unknown user.
 int FirstGroupOfUser(int uid);
 
