@@ -255,20 +255,32 @@ bool Quolix_TableWidget::DeferWhileHidden()
     // A table hidden on purpose (not only by a hidden tab or window) is
     // rebuilt at once: the rebuild is what shows it again.
     const bool hiddenOnPurpose = isHidden() && testAttribute(Qt::WA_WState_ExplicitShowHide);
-    if (isVisible() || hiddenOnPurpose || !m_rebuild)
+    if (isVisible() || hiddenOnPurpose || !m_rebuild) {
+        m_rebuildPending = false; // the caller rebuilds now
         return false;
+    }
     m_rebuildPending = true;
     ClearSelectionAndCurrent();
     return true;
 }
 
+// The rebuild waits until the show is over: rows made while the table is
+// being shown are not painted. A tab switch rebuilds sooner, from the
+// window's tab slot, and then nothing is left pending here.
 void Quolix_TableWidget::showEvent(QShowEvent* event)
 {
     QTableWidget::showEvent(event);
     if (!m_rebuildPending)
         return;
-    m_rebuildPending = false;
-    m_rebuild();
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (!m_rebuildPending || !isVisible())
+                return;
+            m_rebuildPending = false;
+            m_rebuild();
+        },
+        Qt::QueuedConnection);
 }
 
 QStringList Quolix_TableWidget::LocalFilePaths(const QMimeData* mimeData)
