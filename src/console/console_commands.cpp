@@ -139,7 +139,7 @@ JobFacts LookUpJob(Tavrol_AppWindow* window, int jobId)
         }
     }
     if (!facts.Found && window->FinishedJobsView()) {
-        const std::vector<Tavrol_Job>& finished = window->FinishedJobsView()->FinishedJobs();
+        const auto& finished = window->FinishedJobsView()->FinishedJobs();
         for (auto job = finished.rbegin(); job != finished.rend(); ++job) {
             if (job->JobID == jobId) {
                 facts.Found = true;

@@ -79,7 +79,7 @@ void Tavrol_FinishedJobsWidget::AddJob(const Tavrol_Job& job)
 
 void Tavrol_FinishedJobsWidget::SetJobs(const std::vector<Tavrol_Job>& jobs)
 {
-    m_finishedJobs = jobs;
+    m_finishedJobs.assign(jobs.begin(), jobs.end());
     m_rowsCurrent = false;
     Update();
 }

@@ -6,6 +6,7 @@
 #include <QPoint>
 #include <QStringList>
 
+#include <deque>
 #include <vector>
 
 class QFrame;
@@ -34,7 +35,7 @@ public:
     void Update();
     void PrintList();
 
-    const std::vector<Tavrol_Job>& FinishedJobs() const { return m_finishedJobs; }
+    const std::deque<Tavrol_Job>& FinishedJobs() const { return m_finishedJobs; }
     QFrame* Frame() const { return m_frame; }
     Quolix_TableWidget* Table() const { return m_table; }
     // The ten column headers of the table and of the console listing.
@@ -55,7 +56,9 @@ private:
 
     QFrame* m_frame = nullptr;
     Quolix_TableWidget* m_table = nullptr;
-    std::vector<Tavrol_Job> m_finishedJobs;
+    // A deque: a job's end appends without moving, and so copying, the
+    // whole history, as a vector that grows would.
+    std::deque<Tavrol_Job> m_finishedJobs;
     // The table shows the entries [0, m_rowsShown) of the list as they are,
     // unless m_rowsCurrent is false (the list was replaced or shrunk).
     size_t m_rowsShown = 0;

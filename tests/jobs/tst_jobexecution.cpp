@@ -477,7 +477,7 @@ void TestJobExecution::killHandsCopyToFinishedJobsAtOnce()
     job->Kill();
     // The copy is taken with the status the job has at that moment, and
     // carries no process.
-    const std::vector<Tavrol_Job>& records = window.FinishedJobsView()->FinishedJobs();
+    const auto& records = window.FinishedJobsView()->FinishedJobs();
     QCOMPARE(records.size(), std::size_t(1));
     QCOMPARE(records.front().Status, JobStatusRunning);
     QVERIFY(records.front().Process == nullptr);

@@ -165,7 +165,8 @@ private slots:
         const QStringList appended = Rows(table);
         QCOMPARE(appended.size(), 6);
         // ...which the rows of the appended jobs do not keep either.
-        view.SetJobs(std::vector<Tavrol_Job>(view.FinishedJobs()));
+        view.SetJobs(
+            std::vector<Tavrol_Job>(view.FinishedJobs().begin(), view.FinishedJobs().end()));
         QCOMPARE(appended, Rows(table));
     }
 
