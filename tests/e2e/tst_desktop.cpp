@@ -12,11 +12,13 @@
 #include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QHostAddress>
+#include <QImage>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
@@ -156,6 +158,39 @@ private:
         return QString::fromLatin1(found.output).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
 
+    int Run(const QString& program, const QStringList& arguments,
+            const QProcessEnvironment& environment)
+    {
+        return RunCommand(program, arguments, environment, 30000).exitCode;
+    }
+
+    // What the window shows now, as the X server has it.
+    QImage Grab(const QString& window, const QProcessEnvironment& environment)
+    {
+        const QString file = m_pictures.filePath(QStringLiteral("window.png"));
+        QFile::remove(file);
+        if (Run(QStringLiteral(TAVROL_XTOOL), {QStringLiteral("grab"), window, file},
+                environment) != 0)
+            return QImage();
+        return QImage(file).convertToFormat(QImage::Format_RGB32);
+    }
+
+    // Moves on by count tabs with the keyboard, as a user would; the window
+    // has the focus.
+    bool SwitchTabs(int count, const QProcessEnvironment& environment)
+    {
+        for (int i = 0; i < count; ++i) {
+            if (Run(m_xdotool,
+                    {QStringLiteral("key"), QStringLiteral("--clearmodifiers"),
+                     QStringLiteral("ctrl+Tab")},
+                    environment) != 0)
+                return false;
+        }
+        return true;
+    }
+
+    QTemporaryDir m_pictures;
+
 private slots:
     void initTestCase()
     {
@@ -240,7 +275,7 @@ private slots:
         environment.insert(QStringLiteral("DISPLAY"), display.Name());
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
         const QString input =
-            E2E::WriteFile(home.File(QStringLiteral("water.gjf")), "#standin sleep=1\n");
+            E2E::WriteFile(home.File(QStringLiteral("water.gjf")), "#standin sleep=3\n");
 
         QProcess gui;
         gui.setProcessEnvironment(environment);
@@ -283,13 +318,33 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false),
                                   QStringList{window}, 20000);
 
-        // A job for the long queue runs to its end and its client hears so.
+        // What the long queue's tab and the finished jobs' tab show while
+        // they are empty.
+        QCOMPARE(Run(m_xdotool, {QStringLiteral("windowfocus"), QStringLiteral("--sync"), window},
+                     environment),
+                 0);
+        const QImage emptyLong = Grab(window, environment);
+        QVERIFY(!emptyLong.isNull());
+        QVERIFY(SwitchTabs(4, environment));
+        QTRY_VERIFY_WITH_TIMEOUT(Grab(window, environment) != emptyLong, 20000);
+        const QImage emptyFinished = Grab(window, environment);
+        QVERIFY(SwitchTabs(2, environment));
+        QTRY_COMPARE_WITH_TIMEOUT(Grab(window, environment), emptyLong, 20000);
+
+        // A job for the long queue: its row appears in the long queue's
+        // table, leaves it when the job ends, and the client hears so.
         E2E::Listener listener;
         QVERIFY(
             SendRequest(E2E::Submission(listener.Port(), QStringLiteral("Gaussian"),
                                         QStringLiteral("long"), input, QStringLiteral("guijob")),
                         guiPort));
+        QTRY_VERIFY_WITH_TIMEOUT(Grab(window, environment) != emptyLong, 20000);
         QTRY_COMPARE_WITH_TIMEOUT(listener.Messages().size(), 1, 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(Grab(window, environment), emptyLong, 20000);
+        // ...and is then a row of the finished jobs.
+        QVERIFY(SwitchTabs(4, environment));
+        QTRY_VERIFY_WITH_TIMEOUT(Grab(window, environment) != emptyLong, 20000);
+        QVERIFY(Grab(window, environment) != emptyFinished);
         const QByteArray finished = listener.Messages().first();
         QVERIFY2(finished.contains("action=jobfinished\n"), finished.constData());
         QVERIFY2(finished.contains("jobstatus=completed\n"), finished.constData());
