@@ -7,7 +7,6 @@
 #include <QBrush>
 #include <QFile>
 #include <QFrame>
-#include <QHeaderView>
 #include <QVBoxLayout>
 #include <QWidget>
 
@@ -66,13 +65,7 @@ void Tavrol_JobTypesWidget::BuildTable()
     m_table->UseActiveHighlightWhenInactive();
     connect(m_table, &QTableWidget::cellDoubleClicked, this,
             &Tavrol_JobTypesWidget::CellDoubleClickedSlot);
-    m_table->setHorizontalHeaderLabels(Headers());
-    QHeaderView* header = m_table->horizontalHeader();
-    header->setSortIndicatorShown(true);
-    header->setSortIndicator(0, Qt::AscendingOrder);
-    header->setStretchLastSection(true);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_table->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_table->SetUpColumnsAndRows(Headers(), 0, QAbstractItemView::SingleSelection);
     layout->addWidget(m_table);
     m_table->SetRebuild([this] { FillTable(); });
 }

@@ -165,6 +165,18 @@ void Quolix_TableWidget::UseActiveHighlightWhenInactive()
     setPalette(colours);
 }
 
+void Quolix_TableWidget::SetUpColumnsAndRows(const QStringList& headers, int sortColumn,
+                                             QAbstractItemView::SelectionMode selectionMode)
+{
+    setHorizontalHeaderLabels(headers);
+    QHeaderView* header = horizontalHeader();
+    header->setSortIndicatorShown(true);
+    header->setSortIndicator(sortColumn, Qt::AscendingOrder);
+    header->setStretchLastSection(true);
+    setSelectionBehavior(QAbstractItemView::SelectRows);
+    setSelectionMode(selectionMode);
+}
+
 int Quolix_TableWidget::ItemDataOf(const QTableWidgetItem* item)
 {
     if (!item)

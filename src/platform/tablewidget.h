@@ -63,6 +63,12 @@ public:
     // A selection looks the same whether or not the table has focus.
     void UseActiveHighlightWhenInactive();
 
+    // The column headers, a sort indicator on sortColumn (ascending), the
+    // last column stretched, and whole rows selected in the given mode: the
+    // set-up that every view's table shares.
+    void SetUpColumnsAndRows(const QStringList& headers, int sortColumn,
+                             QAbstractItemView::SelectionMode selectionMode);
+
     // The index an entry's cell carries, or -1 when the cell is missing.
     int ItemDataAt(int row, int column) const;
     static int ItemDataOf(const QTableWidgetItem* item);

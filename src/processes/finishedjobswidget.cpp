@@ -8,7 +8,6 @@
 #include "store/database_manager.h"
 
 #include <QFrame>
-#include <QHeaderView>
 #include <QVBoxLayout>
 #include <QWidget>
 
@@ -56,13 +55,7 @@ void Tavrol_FinishedJobsWidget::BuildTable()
     connect(m_table, &QWidget::customContextMenuRequested, this,
             &Tavrol_FinishedJobsWidget::ContextMenuSlot);
     m_table->UseActiveHighlightWhenInactive();
-    m_table->setHorizontalHeaderLabels(Headers());
-    QHeaderView* header = m_table->horizontalHeader();
-    header->setSortIndicatorShown(true);
-    header->setSortIndicator(0, Qt::AscendingOrder);
-    header->setStretchLastSection(true);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_table->SetUpColumnsAndRows(Headers(), 0, QAbstractItemView::ExtendedSelection);
     layout->addWidget(m_table);
     m_table->SetRebuild([this] { ShowJobs(); });
 }

@@ -10,7 +10,6 @@
 #include <QFileInfo>
 #include <QFrame>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <QWidget>
@@ -59,13 +58,7 @@ void Tavrol_RunningJobsWidget::BuildFrame()
     connect(m_table, &QWidget::customContextMenuRequested, this,
             &Tavrol_RunningJobsWidget::ContextMenuSlot);
     m_table->UseActiveHighlightWhenInactive();
-    m_table->setHorizontalHeaderLabels(Headers());
-    QHeaderView* header = m_table->horizontalHeader();
-    header->setSortIndicatorShown(true);
-    header->setSortIndicator(1, Qt::AscendingOrder);
-    header->setStretchLastSection(true);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_table->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_table->SetUpColumnsAndRows(Headers(), 1, QAbstractItemView::SingleSelection);
     layout->addWidget(m_table);
 
     auto* buttons = new QHBoxLayout();

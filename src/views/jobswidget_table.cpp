@@ -9,7 +9,6 @@
 #include "views/listing.h"
 
 #include <QFrame>
-#include <QHeaderView>
 #include <QVBoxLayout>
 
 namespace {
@@ -44,13 +43,7 @@ void Tavrol_JobsWidget::BuildTable()
             &Tavrol_JobsWidget::ContextMenuSlot);
     m_table->UseActiveHighlightWhenInactive();
     connect(m_table, &Quolix_TableWidget::DropSignal, this, &Tavrol_JobsWidget::FilesDroppedSlot);
-    m_table->setHorizontalHeaderLabels(Headers());
-    QHeaderView* header = m_table->horizontalHeader();
-    header->setSortIndicatorShown(true);
-    header->setSortIndicator(0, Qt::AscendingOrder);
-    header->setStretchLastSection(true);
-    m_table->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_table->SetUpColumnsAndRows(Headers(), 0, QAbstractItemView::ExtendedSelection);
     layout->addWidget(m_table, 0, Qt::Alignment());
     m_table->SetRebuild([this] { RebuildTable(); });
 }

@@ -17,6 +17,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <memory>
 
 namespace E2E {
 
@@ -216,6 +217,33 @@ inline QString WriteFile(const QString& path, const QByteArray& contents)
         return QString();
     file.write(contents);
     return path;
+}
+
+// A console instance in the home's directory, at its first prompt; null when
+// it did not get there.
+inline std::unique_ptr<ConsoleSession> StartConsole(const QProcessEnvironment& environment,
+                                                    const Home& home)
+{
+    auto session = std::make_unique<ConsoleSession>(environment);
+    if (!session->Start({QStringLiteral("-console")}, home.Path()) ||
+        session->WaitForFirstPrompt().isEmpty())
+        return nullptr;
+    return session;
+}
+
+inline std::unique_ptr<ConsoleSession> StartConsole(const Home& home)
+{
+    return StartConsole(home.Environment(true), home);
+}
+
+// A copy of an executable that every user may run.
+inline bool CopyExecutable(const QString& from, const QString& to)
+{
+    return QFile::copy(from, to) &&
+           QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                         QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                                         QFileDevice::ExeGroup | QFileDevice::ReadOther |
+                                         QFileDevice::ExeOther);
 }
 
 } // namespace E2E

@@ -29,6 +29,7 @@
 using E2E::ConsoleSession;
 using E2E::Home;
 using E2E::Listener;
+using E2E::StartConsole;
 
 namespace {
 
@@ -188,17 +189,6 @@ class TestResponsiveness : public QObject
     Q_OBJECT
 
 private:
-    static std::unique_ptr<ConsoleSession> StartConsole(const QProcessEnvironment& environment,
-                                                        const Home& home)
-    {
-        auto session = std::make_unique<ConsoleSession>(environment);
-        if (!session->Start({QStringLiteral("-console")}, home.Path()))
-            return nullptr;
-        if (session->WaitForFirstPrompt().isEmpty())
-            return nullptr;
-        return session;
-    }
-
     // The answer to a command, and how long it took.
     static QString Timed(ConsoleSession& session, const QString& command, qint64* elapsedMs)
     {

@@ -26,25 +26,17 @@
 using E2E::ClientRequest;
 using E2E::ConsolePort;
 using E2E::ConsoleSession;
+using E2E::CopyExecutable;
 using E2E::Home;
 using E2E::Line;
 using E2E::Listener;
 using E2E::SendRequest;
+using E2E::StartConsole;
 using E2E::Submission;
 
 namespace {
 
 constexpr int NobodyID = 65534;
-
-// A copy that every user may run.
-bool CopyExecutable(const QString& from, const QString& to)
-{
-    return QFile::copy(from, to) &&
-           QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                         QFileDevice::ExeOwner | QFileDevice::ReadGroup |
-                                         QFileDevice::ExeGroup | QFileDevice::ReadOther |
-                                         QFileDevice::ExeOther);
-}
 
 QByteArray ExpectedNotification(quint16 listenerPort, const QString& status, int exitCode,
                                 const QString& jobClass, const QString& jobType,
@@ -70,16 +62,6 @@ class TestSocket : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<ConsoleSession> StartConsole(const Home& home)
-    {
-        auto session = std::make_unique<ConsoleSession>(home.Environment(true));
-        if (!session->Start({QStringLiteral("-console")}, home.Path()))
-            return nullptr;
-        if (session->WaitForFirstPrompt().isEmpty())
-            return nullptr;
-        return session;
-    }
-
     static QString FinishedJobs(ConsoleSession& session)
     {
         return session.Send(QStringLiteral("list finished jobs"));

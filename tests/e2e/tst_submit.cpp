@@ -13,6 +13,7 @@
 
 using E2E::ConsoleSession;
 using E2E::Home;
+using E2E::StartConsole;
 
 namespace {
 
@@ -53,16 +54,6 @@ class TestSubmit : public QObject
     Q_OBJECT
 
 private:
-    std::unique_ptr<ConsoleSession> StartConsole(const Home& home)
-    {
-        auto session = std::make_unique<ConsoleSession>(home.Environment(true));
-        if (!session->Start({QStringLiteral("-console")}, home.Path()))
-            return nullptr;
-        if (session->WaitForFirstPrompt().isEmpty())
-            return nullptr;
-        return session;
-    }
-
 private slots:
     void waitGivesTheStatusAndExitCode_data()
     {

@@ -25,6 +25,7 @@
 using E2E::ClientRequest;
 using E2E::ConsolePort;
 using E2E::ConsoleSession;
+using E2E::CopyExecutable;
 using E2E::Home;
 using E2E::Line;
 using E2E::Listener;
@@ -76,12 +77,6 @@ private:
     int m_uid = -1;
     int m_gid = -1;
 };
-
-// A copy that every user may run.
-bool CopyExecutable(const QString& from, const QString& to)
-{
-    return QFile::copy(from, to) && ::chmod(QFile::encodeName(to).constData(), 0755) == 0;
-}
 
 bool OpenToAll(const QString& path)
 {
