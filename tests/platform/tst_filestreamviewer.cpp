@@ -2,12 +2,16 @@
 
 #include <QtTest>
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QProcess>
 #include <QScrollBar>
 #include <QTemporaryDir>
+#include <QTimer>
+
+#include <algorithm>
 
 // The viewer of files, process output and appended text: shown once, or
 // followed while a program still writes.
@@ -178,6 +182,48 @@ private slots:
         QVERIFY(cut >= lines.size() - Quolix_FileStreamViewer::ChunkBytes / 4);
         // The shown part begins with a whole line, right after the cut.
         QCOMPARE(text.mid(note.size() + 1), QString::fromLatin1(lines.mid(cut)));
+    }
+
+    // A log of 200 MB: Start() returns at once, the window keeps answering
+    // while the end comes in, and only the last part is held.
+    void twoHundredMegabyteLogOpensWithoutFreezing()
+    {
+        const QString path = m_dir.filePath("big.log");
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            const QByteArray block = QByteArray(99, 'x') + '\n';
+            const QByteArray megabyte = block.repeated(10000);
+            for (int i = 0; i < 200; ++i)
+                QCOMPARE(file.write(megabyte), megabyte.size());
+            QVERIFY(file.write("the last line\n") > 0);
+        }
+        Quolix_FileStreamViewer viewer(false, nullptr, path, "Output", true, -1, true, true,
+                                       "File Stream Viewer");
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(viewer.Start());
+        const qint64 startMs = clock.elapsed();
+        QVERIFY2(startMs < 1000, qPrintable(QString::number(startMs)));
+
+        // The longest time the event loop was away while the file came in.
+        qint64 longestGapMs = 0;
+        QElapsedTimer gap;
+        gap.start();
+        QTimer tick;
+        connect(&tick, &QTimer::timeout, this,
+                [&] { longestGapMs = std::max(longestGapMs, gap.restart()); });
+        tick.start(0);
+        QTRY_VERIFY_WITH_TIMEOUT(!viewer.IsLoading(), 60000);
+        tick.stop();
+        qInfo("200 MB log: Start() %lld ms, loaded in %lld ms, longest event loop gap %lld ms",
+              startMs, clock.elapsed(), longestGapMs);
+        QVERIFY2(longestGapMs < 2000, qPrintable(QString::number(longestGapMs)));
+        const QString text = viewer.Text();
+        QVERIFY(text.startsWith("[... the first "));
+        QVERIFY(text.endsWith("the last line\n"));
+        QVERIFY(text.size() <= Quolix_FileStreamViewer::DefaultMaxShownBytes + 100);
+        QVERIFY(QFile::remove(path));
     }
 
     void largeFileIsReadInSeveralTurns()
