@@ -1,14 +1,21 @@
 #include "jobtypes/jobtypeswidget.h"
 
 #include "app/globals.h"
+#include "jobtypes/newjobtypewidget.h"
+#include "platform/error.h"
+#include "platform/helpdialog.h"
 #include "platform/tablewidget.h"
 #include "views/listing.h"
 
 #include <QBrush>
 #include <QFile>
 #include <QFrame>
+#include <QMenu>
 #include <QVBoxLayout>
 #include <QWidget>
+
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -172,14 +179,110 @@ void Tavrol_JobTypesWidget::CellDoubleClickedSlot(int, int)
     EditSlot();
 }
 
-void Tavrol_JobTypesWidget::ContextMenuSlot(QPoint)
+namespace {
+
+bool AskYes(const QString& title, const QString& text)
 {
-    // The menu belongs to a window's table.
+    return Quolix_Error::ReportWarning(title, text, 2, 0) == Quolix_Error::AnswerYes;
+}
+
+// The entries that add one default type, with the operation each calls.
+const std::vector<std::pair<QString, void (*)()>>& DefaultTypeEntries()
+{
+    static const std::vector<std::pair<QString, void (*)()>> entries = {
+        {QStringLiteral("Add Default Ombrix Job Types"), &Tavrol_JobType::AddDefaultOmbrix},
+        {QStringLiteral("Add Default Gaussian Job Type"), &Tavrol_JobType::AddDefaultGaussian},
+        {QStringLiteral("Add Default GMMX Job Type"), &Tavrol_JobType::AddDefaultGMMX},
+        {QStringLiteral("Add Default Cubegen Job Type"), &Tavrol_JobType::AddDefaultCubegen},
+        {QStringLiteral("Add Default Formchk Job Type"), &Tavrol_JobType::AddDefaultFormchk},
+        {QStringLiteral("Add Default Freqchk Job Type"), &Tavrol_JobType::AddDefaultFreqchk},
+        {QStringLiteral("Add Default Cubman Job Type"), &Tavrol_JobType::AddDefaultCubman}};
+    return entries;
+}
+
+} // namespace
+
+void Tavrol_JobTypesWidget::ContextMenuSlot(QPoint position)
+{
+    if (!m_frame || !m_table)
+        return;
+    auto menu = std::make_unique<QMenu>(m_table);
+    QAction* add = menu->addAction(QStringLiteral("Add Job Type"));
+    QAction* edit = menu->addAction(QStringLiteral("Edit Selected Job Type"));
+    QAction* remove = menu->addAction(QStringLiteral("Remove Selected Job Type"));
+    QAction* removeAll = menu->addAction(QStringLiteral("Remove All Job Types"));
+    menu->addSeparator();
+    QAction* defaults = menu->addAction(QStringLiteral("Add Default Job Types"));
+    menu->addSeparator();
+    std::vector<std::pair<QAction*, void (*)()>> defaultActions;
+    for (const auto& [text, operation] : DefaultTypeEntries())
+        defaultActions.emplace_back(menu->addAction(text), operation);
+    menu->addSeparator();
+    QAction* help = menu->addAction(QStringLiteral("Help"));
+    Quolix_HelpDialog::Global()->ConnectAction(help, QStringLiteral("tavrol/jobtypes"), false);
+
+    const QAction* chosen = menu->exec(m_table->viewport()->mapToGlobal(position));
+    if (!chosen)
+        return;
+    // Set only once the menu has closed, so every entry was shown enabled;
+    // the entries below act whatever these say.
+    edit->setEnabled(CurrentRow() >= 0);
+    remove->setEnabled(CurrentRow() >= 0);
+    removeAll->setEnabled(!m_jobTypes.empty());
+
+    if (chosen == add) {
+        AddFromDialog();
+    } else if (chosen == edit) {
+        EditSlot();
+    } else if (chosen == remove) {
+        const Tavrol_JobType selected = SelectedJobType();
+        if (AskYes(QStringLiteral("Remove Job Type"),
+                   QStringLiteral("Are you sure you want to remove the following Job "
+                                  "Type?\n\n") +
+                       selected.Name))
+            Tavrol_JobType::Remove(selected);
+    } else if (chosen == removeAll) {
+        if (AskYes(QStringLiteral("Remove All Job Types"),
+                   QStringLiteral("Are you sure you want to remove all Job Types?")))
+            Tavrol_JobType::RemoveAll();
+    } else if (chosen == defaults) {
+        Tavrol_JobType::AddDefaults();
+    } else {
+        for (const auto& [action, operation] : defaultActions) {
+            if (chosen == action)
+                operation();
+        }
+    }
+    Refresh();
+}
+
+void Tavrol_JobTypesWidget::AddFromDialog()
+{
+    Tavrol_NewJobTypeWidget dialog(m_frame);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    Tavrol_JobType jobType = dialog.JobType();
+    Tavrol_JobType::Add(jobType);
 }
 
 void Tavrol_JobTypesWidget::EditSlot()
 {
-    // Editing needs the job type dialog of a window.
-    if (!m_frame || CurrentRow() < 0)
+    if (!m_frame)
         return;
+    const int row = CurrentRow();
+    if (row < 0)
+        return;
+    const Tavrol_JobType selected = SelectedJobType();
+    Tavrol_NewJobTypeWidget dialog(m_frame);
+    dialog.setWindowTitle(QStringLiteral("Edit Job Type"));
+    dialog.SetJobType(selected);
+    if (dialog.exec() == QDialog::Accepted) {
+        Tavrol_JobType edited = dialog.JobType();
+        edited.JobTypeID = selected.JobTypeID;
+        if (row >= static_cast<int>(m_jobTypes.size()))
+            Tavrol_JobType::Add(edited);
+        else
+            Tavrol_JobType::Update(edited);
+    }
+    Refresh();
 }

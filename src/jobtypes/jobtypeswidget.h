@@ -53,6 +53,7 @@ private:
     void TakeCopyOfList();
     int CurrentRow() const;
     int JobTypeIDAtRow(int row, bool* ok) const;
+    void AddFromDialog();
 
     QFrame* m_frame = nullptr;
     std::vector<Tavrol_JobType> m_jobTypes;

@@ -1,13 +1,19 @@
 #include "processes/finishedjobswidget.h"
 
 #include "app/globals.h"
+#include "platform/collection.h"
+#include "platform/helpdialog.h"
 #include "platform/tablewidget.h"
+#include "views/jobviewers.h"
 #include "views/listing.h"
 
 #include "store/database.h"
 #include "store/database_manager.h"
 
+#include <QFileInfo>
 #include <QFrame>
+#include <QMenu>
+#include <QMessageBox>
 #include <QVBoxLayout>
 #include <QWidget>
 
@@ -179,12 +185,122 @@ void Tavrol_FinishedJobsWidget::PrintList()
                   QStringLiteral("\nFinished Jobs List is Empty\n"));
 }
 
-void Tavrol_FinishedJobsWidget::CellDoubleClickedSlot(int, int)
+namespace {
+
+const int MaximumNamesListed = 10;
+
+bool IsExistingFile(const QString& path)
 {
-    // The viewers of a job's files are not part of the table.
+    return !path.isEmpty() && QFileInfo::exists(path);
 }
 
-void Tavrol_FinishedJobsWidget::ContextMenuSlot(QPoint)
+void ShowOutput(const Tavrol_Job& job)
 {
-    // The menu and its removal are not part of the table.
+    Tavrol_JobViewers::OpenFile(job.OutputFilePath,
+                                QStringLiteral("Output file of ") + job.Name +
+                                    QStringLiteral(":  ") + job.OutputFilePath,
+                                Tavrol_JobViewers::OnceOnly);
+}
+
+void ShowInput(const Tavrol_Job& job)
+{
+    Tavrol_JobViewers::OpenFile(job.InputFilePath,
+                                QStringLiteral("Input file of ") + job.Name +
+                                    QStringLiteral(":  ") + job.InputFilePath,
+                                Tavrol_JobViewers::OnceOnly);
+}
+
+} // namespace
+
+void Tavrol_FinishedJobsWidget::CellDoubleClickedSlot(int row, int column)
+{
+    if (!m_table)
+        return;
+    const QTableWidgetItem* item = m_table->currentItem();
+    if (!item || item->row() != row || item->column() != column)
+        return;
+    const int index = CurrentJobIndex();
+    if (index < 0)
+        return;
+    const Tavrol_Job& job = m_finishedJobs[static_cast<size_t>(index)];
+    if (IsExistingFile(job.OutputFilePath))
+        ShowOutput(job);
+}
+
+void Tavrol_FinishedJobsWidget::ContextMenuSlot(QPoint position)
+{
+    if (!m_table)
+        return;
+    const int index = CurrentJobIndex();
+    if (index < 0)
+        return;
+    const Tavrol_Job job = m_finishedJobs[static_cast<size_t>(index)];
+
+    QMenu menu(m_table);
+    QAction* remove = menu.addAction(QStringLiteral("Remove"));
+    QAction* showInput = menu.addAction(QStringLiteral("Show Input File"));
+    QAction* showOutput = menu.addAction(QStringLiteral("Show Output File"));
+    QAction* showLog = menu.addAction(QStringLiteral("Show stdout and stderr"));
+    menu.addSeparator();
+    QAction* help = menu.addAction(QStringLiteral("Help"));
+    Quolix_HelpDialog::Global()->ConnectAction(help, QStringLiteral("tavrol/finishedjobs"), false);
+    showInput->setEnabled(IsExistingFile(job.InputFilePath));
+    showOutput->setEnabled(IsExistingFile(job.OutputFilePath));
+    showLog->setEnabled(!job.StdOutAndStdErr.isEmpty());
+
+    const QAction* chosen = menu.exec(m_table->viewport()->mapToGlobal(position));
+    if (chosen == showLog) {
+        Tavrol_JobViewers::OpenText(QStringLiteral("Log of ") + job.Name, job.StdOutAndStdErr);
+    } else if (chosen == showInput) {
+        ShowInput(job);
+    } else if (chosen == showOutput) {
+        ShowOutput(job);
+    } else if (chosen == remove) {
+        RemoveSelectedJobs();
+    }
+}
+
+std::vector<int> Tavrol_FinishedJobsWidget::SelectedJobIndexes() const
+{
+    std::vector<int> indexes;
+    for (int row = 0; row < m_table->rowCount(); ++row) {
+        const QTableWidgetItem* item = m_table->item(row, 0);
+        const int index = Quolix_TableWidget::ItemDataOf(item);
+        if (item && item->isSelected() && index >= 0 &&
+            index < static_cast<int>(m_finishedJobs.size()))
+            indexes.push_back(index);
+    }
+    return indexes;
+}
+
+void Tavrol_FinishedJobsWidget::RemoveSelectedJobs()
+{
+    std::vector<int> indexes = SelectedJobIndexes();
+    if (indexes.empty())
+        return;
+    QString names;
+    for (size_t i = 0; i < indexes.size() && i < MaximumNamesListed; ++i) {
+        if (i > 0)
+            names += QLatin1Char('\n');
+        names += m_finishedJobs[static_cast<size_t>(indexes[i])].Name;
+    }
+    if (indexes.size() > MaximumNamesListed)
+        names += QStringLiteral("\n... ") + QString::number(indexes.size() - MaximumNamesListed) +
+                 QStringLiteral(" more ...");
+    const QString text = QStringLiteral("Are you sure you want to remove the following ") +
+                         QString::number(indexes.size()) +
+                         QStringLiteral(" selected finished jobs?\n\n") + names;
+    if (QMessageBox::question(m_frame, QStringLiteral("Remove Selected Finished Jobs"), text,
+                              QMessageBox::Yes | QMessageBox::No) != QMessageBox::Yes)
+        return;
+    if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
+        for (const int index : indexes)
+            database->DeleteFinishedJob(m_finishedJobs[static_cast<size_t>(index)].JobID);
+    }
+    // From the last to the first, so that an erased entry moves none still to come.
+    Quolix_Collection::Sort(indexes);
+    for (auto index = indexes.rbegin(); index != indexes.rend(); ++index)
+        m_finishedJobs.erase(m_finishedJobs.begin() + *index);
+    m_rowsCurrent = false;
+    Update();
 }

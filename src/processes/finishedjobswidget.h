@@ -53,6 +53,9 @@ private:
     void RebuildRows();
     void AppendRows();
     void WriteRow(QTableWidget* table, int row, int index, const Tavrol_Job& job);
+    // The list indexes of the rows whose first cell is selected, in shown order.
+    std::vector<int> SelectedJobIndexes() const;
+    void RemoveSelectedJobs();
 
     QFrame* m_frame = nullptr;
     Quolix_TableWidget* m_table = nullptr;

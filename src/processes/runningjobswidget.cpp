@@ -2,14 +2,21 @@
 
 #include "app/globals.h"
 #include "jobtypes/jobtype.h"
+#include "platform/helpdialog.h"
 #include "platform/tablewidget.h"
+#include "views/jobswidget.h"
 #include "views/listing.h"
+#include "views/longjobsqueuewidget.h"
+#include "views/queuelessjobswidget.h"
+#include "views/shortjobsqueuewidget.h"
+#include "window/appwindow.h"
 
 #include <QCheckBox>
 #include <QDir>
 #include <QFileInfo>
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QMenu>
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <QWidget>
@@ -212,9 +219,90 @@ void Tavrol_RunningJobsWidget::PrintCurrentList() const
                   QStringLiteral("\nRunning Jobs List is Empty\n"));
 }
 
-void Tavrol_RunningJobsWidget::ContextMenuSlot(QPoint)
+void Tavrol_RunningJobsWidget::ContextMenuSlot(QPoint position)
 {
-    // The kill and remove menu belongs to a window's table.
+    if (!m_table)
+        return;
+    const Tavrol_Process process = CurrentProcess();
+    if (!process.HasProcessID())
+        return;
+    // Parented to the table: a menu closed without a choice is left as it is.
+    auto* menu = new QMenu(m_table);
+    if (m_onlyKnownJobTypes) {
+        menu->addAction(QStringLiteral("Remove"));
+    } else {
+        for (const QString& text : KillActionTexts())
+            menu->addAction(text);
+        menu->addSeparator();
+        QAction* help = menu->addAction(QStringLiteral("Help"));
+        Quolix_HelpDialog::Global()->ConnectAction(help, QStringLiteral("tavrol/runningjobs"),
+                                                   false);
+    }
+    const QAction* chosen = menu->exec(m_table->viewport()->mapToGlobal(position));
+    if (!chosen)
+        return;
+    if (chosen->text() == QStringLiteral("Remove"))
+        RemoveFromQueues(process.ProcessIDValue());
+    else
+        Kill(chosen->text(), process);
+    Refresh();
+    delete menu;
+}
+
+QStringList Tavrol_RunningJobsWidget::KillActionTexts()
+{
+    return {QStringLiteral("Kill Process"),
+            QStringLiteral("Kill Process Group"),
+            QStringLiteral("Kill Child Processes"),
+            QStringLiteral("Kill Process and Child Processes"),
+            QStringLiteral("Kill Process and Parent Process"),
+            QStringLiteral("Kill Process, Child Processes and Parent Process")};
+}
+
+// No question before a kill. The group kill is given the process id too, so
+// it reaches a group only where the process leads one.
+void Tavrol_RunningJobsWidget::Kill(const QString& action, const Tavrol_Process& process)
+{
+    const int pid = process.ProcessIDValue();
+    const int ppid = process.ParentProcessIDValue();
+    const QStringList texts = KillActionTexts();
+    switch (texts.indexOf(action)) {
+    case 0:
+        Tavrol_Process::KillProcess(pid);
+        break;
+    case 1:
+        Tavrol_Process::KillProcessGroup(pid);
+        break;
+    case 2:
+        Tavrol_Process::KillChildProcesses(pid);
+        break;
+    case 3:
+        Tavrol_Process::KillProcessAndChildProcesses(pid);
+        break;
+    case 4:
+        Tavrol_Process::KillProcessAndParentProcess(pid, ppid);
+        break;
+    case 5:
+        Tavrol_Process::KillProcessChildProcessesAndParentProcess(pid, ppid);
+        break;
+    default:
+        break; // "Help" acts through its own connection
+    }
+}
+
+// A process of no queue is left alone: in this mode nothing started
+// elsewhere can be ended.
+void Tavrol_RunningJobsWidget::RemoveFromQueues(int processId)
+{
+    if (!TavrolAppWindow)
+        return;
+    const std::vector<Tavrol_JobsWidget*> views = {TavrolAppWindow->LongJobsView(),
+                                                   TavrolAppWindow->ShortJobsView(),
+                                                   TavrolAppWindow->QueuelessJobsView()};
+    for (Tavrol_JobsWidget* view : views) {
+        if (view && view->RemoveJobByProcessID(processId))
+            return;
+    }
 }
 
 void Tavrol_RunningJobsWidget::OnlyShowJobsOfKnownJobTypesSlot()

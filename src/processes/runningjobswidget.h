@@ -47,6 +47,8 @@ public:
     QCheckBox* OnlyKnownJobTypesBox() const { return m_onlyKnownBox; }
     // The seven column headers of the table and of the console listing.
     static QStringList Headers();
+    // The six kill entries of the menu with the box cleared, in menu order.
+    static QStringList KillActionTexts();
 
     // True when the path of a process row stands for the executable of the
     // job type: equal after normalising, or the same file once links are
@@ -76,6 +78,8 @@ private:
     void WriteRow(int row, int index, const Tavrol_Process& process);
     void TableReadSlot();
     void FilterByKnownJobTypes(const std::vector<Tavrol_JobType>& jobTypes);
+    static void Kill(const QString& action, const Tavrol_Process& process);
+    static void RemoveFromQueues(int processId);
 
     std::vector<Tavrol_Process> m_processes;
     Tavrol_ProcessTableReader* m_reader = nullptr;

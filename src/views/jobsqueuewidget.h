@@ -29,4 +29,5 @@ protected:
 
     Tavrol_JobsCollection& Collection() override;
     const Tavrol_JobsCollection& Collection() const override;
+    Tavrol_JobsQueue* MaximumQueue() override { return &Queue(); }
 };

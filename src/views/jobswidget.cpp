@@ -3,13 +3,18 @@
 #include "app/globals.h"
 #include "jobs/job.h"
 #include "jobs/jobscollection.h"
+#include "jobs/jobsqueue.h"
 #include "jobs/queueid.h"
 #include "jobtypes/jobtype.h"
 #include "platform/collection.h"
 #include "platform/computerdata.h"
 #include "platform/error.h"
+#include "platform/helpdialog.h"
+#include "platform/process.h"
+#include "platform/tablewidget.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
+#include "views/jobviewers.h"
 #include "views/listing.h"
 #include "window/appwindow.h"
 
@@ -22,6 +27,9 @@
 #include <QFrame>
 #include <QHostAddress>
 #include <QHostInfo>
+#include <QInputDialog>
+#include <QMainWindow>
+#include <QMenu>
 #include <QMessageBox>
 #include <QWidget>
 
@@ -284,12 +292,153 @@ void Tavrol_JobsWidget::FilesDroppedSlot(const QStringList& files)
         TavrolAppWindow->SubmitJobs(files, Tavrol_QueueID::ToDestination(m_family.QueueID), -1);
 }
 
-void Tavrol_JobsWidget::CellDoubleClickedSlot(int, int)
+namespace {
+
+bool IsExistingFile(const QString& path)
 {
-    // Only a window's table has cells; its viewers come with it.
+    return !path.isEmpty() && QFileInfo::exists(path);
 }
 
-void Tavrol_JobsWidget::ContextMenuSlot(QPoint)
+void ShowInput(const Tavrol_Job& job)
 {
-    // Only a window's table has a context menu.
+    Tavrol_JobViewers::OpenFile(job.InputFilePath,
+                                QStringLiteral("Input file of ") + job.Name +
+                                    QStringLiteral(":  ") + job.InputFilePath,
+                                Tavrol_JobViewers::OnceOnly);
+}
+
+void StreamOutput(const Tavrol_Job& job)
+{
+    Tavrol_JobViewers::OpenFile(job.OutputFilePath,
+                                QStringLiteral("Streaming ") + job.OutputFilePath,
+                                Tavrol_JobViewers::FollowPeriodMs);
+}
+
+const QString RemoveText = QStringLiteral("Remove");
+const QString ShowInputText = QStringLiteral("Show Input File");
+const QString StreamOutputText = QStringLiteral("Stream Output File");
+const QString ShowLogText = QStringLiteral("Show stdout and stderr");
+const QString StreamLogText = QStringLiteral("Stream stdout and stderr");
+const QString PauseText = QStringLiteral("Pause Queue");
+const QString UnpauseText = QStringLiteral("Unpause Queue");
+const QString MaximumTextStart = QStringLiteral("Maximum Number of Running Jobs Allowed");
+
+} // namespace
+
+void Tavrol_JobsWidget::CellDoubleClickedSlot(int row, int column)
+{
+    if (!m_table)
+        return;
+    const QTableWidgetItem* item = m_table->currentItem();
+    if (!item || item->row() != row || item->column() != column)
+        return;
+    const Tavrol_Job* job = Collection().JobAt(Quolix_TableWidget::ItemDataOf(item));
+    if (!job)
+        return;
+    // A finished output is not shown here; only a running job's output streams.
+    if (IsExistingFile(job->OutputFilePath) && job->Status == JobStatusRunning)
+        StreamOutput(*job);
+    else if (IsExistingFile(job->InputFilePath))
+        ShowInput(*job);
+}
+
+// Rows count when selected, or when their position equals the current job's
+// collection index: in the usual order that takes in the row under the
+// pointer even when it is not selected.
+std::vector<int> Tavrol_JobsWidget::SelectedJobIDs(int currentIndex) const
+{
+    std::vector<int> indexes;
+    for (int row = 0; row < m_table->rowCount(); ++row) {
+        const QTableWidgetItem* item = m_table->item(row, 0);
+        if (!item)
+            continue;
+        if (item->isSelected() || row == currentIndex)
+            indexes.push_back(Quolix_TableWidget::ItemDataOf(item));
+    }
+    std::vector<int> ids;
+    Collection().JobIDsAt(indexes, ids); // empties the list on failure
+    return ids;
+}
+
+void Tavrol_JobsWidget::ContextMenuSlot(QPoint position)
+{
+    if (!m_table)
+        return;
+    const QTableWidgetItem* item = m_table->currentItem();
+    const int currentIndex = item ? Quolix_TableWidget::ItemDataOf(item) : -1;
+    const Tavrol_Job* current = item ? Collection().JobAt(currentIndex) : nullptr;
+    const int currentJobId = current ? current->JobID : -1;
+    const bool hasCurrent = currentJobId != -1;
+    const std::vector<int> selectedIds =
+        m_table->rowCount() > 0 ? SelectedJobIDs(currentIndex) : std::vector<int>();
+
+    QMenu menu(m_table);
+    menu.addAction(RemoveText)->setEnabled(!selectedIds.empty());
+    menu.addAction(ShowInputText)->setEnabled(hasCurrent && IsExistingFile(current->InputFilePath));
+    menu.addAction(StreamOutputText)
+        ->setEnabled(hasCurrent && IsExistingFile(current->OutputFilePath));
+    const bool hasLog = hasCurrent && !current->StdOutAndStdErr.isEmpty();
+    menu.addAction(ShowLogText)->setEnabled(hasLog);
+    menu.addAction(StreamLogText)->setEnabled(hasLog);
+    menu.addSeparator();
+    if (const Tavrol_JobsQueue* queue = MaximumQueue()) {
+        menu.addAction(MaximumTextStart + QStringLiteral(" (Currently ") +
+                       QString::number(queue->MaxRunningJobs()) + QStringLiteral(")..."));
+        menu.addSeparator();
+        menu.addAction(queue->Paused() ? UnpauseText : PauseText);
+        menu.addSeparator();
+    }
+    QAction* help = menu.addAction(QStringLiteral("Help"));
+    Quolix_HelpDialog::Global()->ConnectAction(help, m_family.HelpTopic, false);
+
+    const QAction* chosen = menu.exec(m_table->viewport()->mapToGlobal(position));
+    if (!chosen)
+        return;
+    ActOnMenuChoice(chosen->text(), currentJobId, selectedIds);
+    RebuildTable();
+}
+
+// The collection may have changed while the menu was open, so the job is
+// looked up again by its id.
+void Tavrol_JobsWidget::ActOnMenuChoice(const QString& choice, int currentJobId,
+                                        const std::vector<int>& selectedIds)
+{
+    const Tavrol_Job* job = Collection().JobWithID(currentJobId);
+    if (choice == RemoveText) {
+        RemoveJobs(selectedIds);
+    } else if (choice == ShowLogText) {
+        if (job)
+            Tavrol_JobViewers::OpenText(QStringLiteral("Log of ") + job->Name,
+                                        job->StdOutAndStdErr);
+    } else if (choice == StreamLogText) {
+        if (job && job->Process)
+            Tavrol_JobViewers::OpenProcess(job->Process, QStringLiteral("Log of ") + job->Name);
+    } else if (choice == ShowInputText) {
+        if (job && IsExistingFile(job->InputFilePath))
+            ShowInput(*job);
+    } else if (choice == StreamOutputText) {
+        if (job && IsExistingFile(job->OutputFilePath))
+            StreamOutput(*job);
+    } else if (choice.startsWith(MaximumTextStart)) {
+        if (Tavrol_JobsQueue* queue = MaximumQueue())
+            AskForMaximum(*queue);
+    } else if (choice == PauseText || choice == UnpauseText) {
+        if (Tavrol_JobsQueue* queue = MaximumQueue())
+            ChangeCollection([queue] { queue->SetPaused(!queue->Paused()); });
+    }
+}
+
+void Tavrol_JobsWidget::AskForMaximum(Tavrol_JobsQueue& queue)
+{
+    QWidget* mainWindow = TavrolAppWindow ? TavrolAppWindow->MainWindow() : nullptr;
+    QInputDialog dialog(mainWindow && mainWindow->isVisible() ? mainWindow : nullptr);
+    dialog.setWindowFlags(dialog.windowFlags() & ~Qt::WindowContextHelpButtonHint);
+    dialog.setWindowTitle(QStringLiteral("Maximum Number of Running Jobs Allowed"));
+    dialog.setLabelText(m_family.MaximumLabel);
+    dialog.setInputMode(QInputDialog::IntInput);
+    dialog.setIntRange(1, 2147483647);
+    dialog.setIntStep(1);
+    dialog.setIntValue(queue.MaxRunningJobs());
+    if (dialog.exec() == 1 && dialog.intValue() > 0)
+        ChangeCollection([&] { queue.SetMaxRunningJobs(dialog.intValue()); });
 }

@@ -13,6 +13,8 @@ class Quolix_TableWidget;
 class Tavrol_Database;
 class Tavrol_Job;
 class Tavrol_JobsCollection;
+class Tavrol_JobsQueue;
+class QMenu;
 
 // What sets one queue view apart from the others of its family.
 struct Tavrol_JobsWidgetFamily
@@ -23,6 +25,7 @@ struct Tavrol_JobsWidgetFamily
     QString RemovalQuestionTail; // follows the count in the removal question
     QString EmptyText;           // console listing of an empty collection
     QString Heading;             // console listing heading
+    QString MaximumLabel;        // the maximum dialog's label; empty without a maximum
 };
 
 // The part shared by the three queue views: the way in to one job collection.
@@ -78,6 +81,8 @@ protected:
     virtual const Tavrol_JobsCollection& Collection() const = 0;
     virtual bool AddStoreRow(Tavrol_Database& database, const Tavrol_Job& job) const = 0;
     virtual bool DeleteStoreRow(Tavrol_Database& database, int jobId) const = 0;
+    // The queue behind the maximum and pause entries; none in the queueless view.
+    virtual Tavrol_JobsQueue* MaximumQueue() { return nullptr; }
 
     // The finished sweep behind the update slot.
     void SweepFinishedJobs();
@@ -99,6 +104,10 @@ private:
     void ReleaseJob(Tavrol_Job* job);
     bool AskToRemove(const QStringList& names) const;
     int AskAboutRunningJobs() const;
+    std::vector<int> SelectedJobIDs(int currentIndex) const;
+    void ActOnMenuChoice(const QString& choice, int currentJobId,
+                         const std::vector<int>& selectedIds);
+    void AskForMaximum(Tavrol_JobsQueue& queue);
 
     QFrame* m_frame = nullptr;
     Quolix_TableWidget* m_table = nullptr;

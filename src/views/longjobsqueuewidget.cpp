@@ -14,7 +14,9 @@ Tavrol_JobsWidgetFamily LongFamily()
             QStringLiteral("Remove Selected Jobs from Long Jobs Queue"),
             QStringLiteral(" selected jobs from the Long Jobs Queue?\n\n"),
             QStringLiteral("\nLong Jobs Queue is Empty\n"),
-            QStringLiteral("\nLong Jobs Queue")};
+            QStringLiteral("\nLong Jobs Queue"),
+            QStringLiteral("Enter Maximum Number of Running Jobs Allowed at a Time for the Long "
+                           "Jobs Queue")};
 }
 
 } // namespace

@@ -14,7 +14,8 @@ Tavrol_JobsWidgetFamily QueuelessFamily()
             QStringLiteral("Remove Selected Jobs from Queueless Jobs List"),
             QStringLiteral(" selected jobs from the Queueless Jobs List?\n\n"),
             QStringLiteral("\nQueueless Jobs List is Empty\n"),
-            QStringLiteral("\nQueueless Jobs List")};
+            QStringLiteral("\nQueueless Jobs List"),
+            QString()};
 }
 
 } // namespace

@@ -14,7 +14,9 @@ Tavrol_JobsWidgetFamily ShortFamily()
             QStringLiteral("Remove Selected Jobs from Short Jobs Queue"),
             QStringLiteral(" selected jobs from the Short Jobs Queue?\n\n"),
             QStringLiteral("\nShort Jobs Queue is Empty\n"),
-            QStringLiteral("\nShort Jobs Queue")};
+            QStringLiteral("\nShort Jobs Queue"),
+            QStringLiteral("Enter Maximum Number of Running Jobs Allowed at a Time for the Short "
+                           "Jobs Queue")};
 }
 
 } // namespace

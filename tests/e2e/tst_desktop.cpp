@@ -352,6 +352,80 @@ private slots:
         QCOMPARE(gui.state(), QProcess::Running);
     }
 
+    // A running long job's output, double-clicked in the long queue's table,
+    // opens a viewer that shows what the program writes later.
+    void guiStreamsARunningJobsOutput()
+    {
+        VirtualDisplay display;
+        QVERIFY(display.Start(m_xvfb));
+        Home home;
+        QProcessEnvironment environment = home.Environment(true);
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.insert(QStringLiteral("DISPLAY"), display.Name());
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        const QString input =
+            E2E::WriteFile(home.File(QStringLiteral("stream.gjf")), "#standin sleep=60\n");
+
+        QProcess gui;
+        gui.setProcessEnvironment(environment);
+        gui.setWorkingDirectory(home.Path());
+        gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        gui.setStandardOutputFile(QProcess::nullDevice());
+        gui.start(TestSupport::TavrolBinary(), {});
+        QVERIFY(gui.waitForStarted(10000));
+        const auto stop = qScopeGuard([&gui] {
+            gui.kill();
+            gui.waitForFinished(10000);
+        });
+        const QStringList windows = VisibleWindows(MainWindowTitle, environment, true);
+        QVERIFY2(windows.size() == 1, "the main window did not appear");
+        const QString window = windows.first();
+        const QImage emptyLong = Grab(window, environment);
+
+        E2E::Listener listener;
+        const quint16 guiPort = quint16(Quolix_ComputerData::TavrolGUIPortNumber());
+        QVERIFY(
+            SendRequest(E2E::Submission(listener.Port(), QStringLiteral("Gaussian"),
+                                        QStringLiteral("long"), input, QStringLiteral("streamjob")),
+                        guiPort));
+        QTRY_VERIFY_WITH_TIMEOUT(Grab(window, environment) != emptyLong, 20000);
+        const QString output = home.File(QStringLiteral("stream.log"));
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(output).size() > 0, 20000);
+
+        // The first row lies below the tabs and the header; its height is the
+        // style's, so the double click walks down until a viewer appears.
+        const QString viewerTitle = QStringLiteral("Streaming ") + output;
+        QStringList viewers;
+        for (int y = 50; y <= 140 && viewers.isEmpty(); y += 8) {
+            QCOMPARE(Run(m_xdotool,
+                         {QStringLiteral("mousemove"), QStringLiteral("--window"), window,
+                          QStringLiteral("60"), QString::number(y), QStringLiteral("click"),
+                          QStringLiteral("--repeat"), QStringLiteral("2"),
+                          QStringLiteral("--delay"), QStringLiteral("60"), QStringLiteral("1")},
+                         environment),
+                     0);
+            // A miss opens nothing; a hit shows its window within moments.
+            (void)QTest::qWaitFor(
+                [&] {
+                    viewers = VisibleWindows(viewerTitle, environment, false);
+                    return !viewers.isEmpty();
+                },
+                1500);
+        }
+        QVERIFY2(viewers.size() == 1, "no viewer of the output appeared");
+        const QString viewer = viewers.first();
+        QTRY_VERIFY_WITH_TIMEOUT(!Grab(viewer, environment).isNull(), 20000);
+        const QImage before = Grab(viewer, environment);
+        {
+            QFile file(output);
+            QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Append));
+            for (int i = 0; i < 5; ++i)
+                file.write("SCF Done:  E(RB3LYP) =  -76.4089  A.U. after 9 cycles\n");
+        }
+        // The viewer polls every two seconds: the new lines show without a hand.
+        QTRY_VERIFY_WITH_TIMEOUT(Grab(viewer, environment) != before, 20000);
+    }
+
     // "-help" in the GUI: the usage stays on the screen in the start-up
     // window, titled like the program, until the user closes it; then the
     // process ends with 0.
