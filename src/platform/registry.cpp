@@ -81,6 +81,21 @@ QVariant Quolix_Registry::GetData(const QString& key, const QVariant& defaultVal
     return in.status() == QDataStream::Ok && value.isValid() ? value : defaultValue;
 }
 
+bool Quolix_Registry::GetAppUserData(const QString& section, const QString& key, QString& value)
+{
+    const QVariant stored = GetData(section + QLatin1Char('/') + key);
+    if (!stored.isValid())
+        return false;
+    value = stored.toString();
+    return true;
+}
+
+bool Quolix_Registry::PutAppUserData(const QString& section, const QString& key,
+                                     const QString& value)
+{
+    return SetData(section + QLatin1Char('/') + key, value);
+}
+
 QStringList Quolix_Registry::GetRecentDirs()
 {
     return GetData(QStringLiteral("Recent_Dirs")).toStringList();

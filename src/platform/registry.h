@@ -28,6 +28,11 @@ public:
     static bool SetData(const QString& key, const QVariant& value);
     static QVariant GetData(const QString& key, const QVariant& defaultValue = QVariant());
 
+    // Retained text values of a dialog, by section and key; false when the
+    // key has never been stored.
+    static bool GetAppUserData(const QString& section, const QString& key, QString& value);
+    static bool PutAppUserData(const QString& section, const QString& key, const QString& value);
+
     // Directories the file browsers offer, most recent first.
     static QStringList GetRecentDirs();
     static bool PutRecentDirs(const QStringList& dirs);

@@ -1,23 +1,33 @@
 #include "window/openfilesdialog.h"
 
 #include "app/app.h"
+#include "app/globals.h"
 #include "app/settings.h"
+#include "jobtypes/jobtype.h"
 #include "platform/filesys.h"
+#include "platform/helpdialog.h"
 #include "platform/registry.h"
 #include "platform/treewidget.h"
+#include "window/appwindow.h"
 
 #include <QCheckBox>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFrame>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QMainWindow>
 #include <QMenu>
 #include <QPushButton>
+#include <QScreen>
+#include <QScrollArea>
 #include <QShortcut>
+#include <QSizeGrip>
 #include <QTabWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -29,6 +39,11 @@ namespace {
 
 constexpr int RecentListTextLimit = 128;
 constexpr int RecentListsKept = 10;
+
+QString AllFilesFilter()
+{
+    return QStringLiteral("All Files (*.*)");
+}
 
 QString CleanPath(const QString& path)
 {
@@ -57,39 +72,164 @@ QDateTime CreatedTime(const QFileInfo& info)
 
 } // namespace
 
+const QString Tavrol_OpenFilesDialog::SettingsSection = QStringLiteral("Open Files");
+QStringList Tavrol_OpenFilesDialog::s_fileFilters;
+QList<int> Tavrol_OpenFilesDialog::s_fileFilterIds;
+int Tavrol_OpenFilesDialog::s_lastAddFileType = -1;
+
 Tavrol_OpenFilesDialog::Tavrol_OpenFilesDialog(QWidget* parent) : QDialog(parent)
 {
-    setWindowTitle(QStringLiteral("Submit Jobs"));
+    setModal(true);
+    setWindowFlags(windowFlags() & ~Qt::WindowContextHelpButtonHint);
+    // Closing the dialog must never end a program that lives in the tray.
+    setAttribute(Qt::WA_QuitOnClose, false);
+    if (s_fileFilters.isEmpty()) {
+        s_fileFilters = QStringList{AllFilesFilter()};
+        s_fileFilterIds = QList<int>{-1};
+    }
     auto* layout = new QVBoxLayout(this);
     m_headingLabel = new QLabel(this);
-    m_headingLabel->hide();
-    layout->addWidget(m_headingLabel);
-    auto* tabs = new QTabWidget(this);
-    tabs->addTab(MakeFileListTab(), QStringLiteral("File List"));
-    auto* options = new QWidget;
-    auto* optionsLayout = new QVBoxLayout(options);
-    m_allowDuplicatesBox = new QCheckBox(QStringLiteral("Allow Duplicate Files"), options);
-    m_detailBox = new QComboBox(options);
-    m_detailBox->addItems(
-        {QStringLiteral("Low"), QStringLiteral("Medium"), QStringLiteral("High")});
-    optionsLayout->addWidget(m_allowDuplicatesBox);
-    optionsLayout->addWidget(m_detailBox);
-    optionsLayout->addStretch(1);
-    tabs->addTab(options, QStringLiteral("Options"));
-    layout->addWidget(tabs, 1);
-    auto* buttons = new QHBoxLayout;
+    layout->addWidget(m_headingLabel, 0, Qt::AlignLeft);
+    layout->addSpacing(5);
+    m_tabs = new QTabWidget(this);
+    m_tabs->addTab(MakeFileListTab(), QStringLiteral("File List"));
+    m_tabs->addTab(MakeUiOptionsTab(), QStringLiteral("UI Options"));
+    layout->addWidget(m_tabs, 1);
+    auto* line = new QFrame(this);
+    line->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    layout->addWidget(line);
+    layout->addLayout(MakeBottomRow());
+    if (TavrolAppWindow && TavrolAppWindow->MainWindow())
+        setWindowIcon(TavrolAppWindow->MainWindow()->windowIcon());
+    setWindowTitle(QStringLiteral("Submit Jobs"));
+    RefreshRecentDirs();
+    RefreshRecentFiles();
+    RefreshRecentFileLists();
+    UpdateSubmitState();
+    ResizeColumns();
+    LoadSettings();
+    UpdateFileListColumns();
+}
+
+Tavrol_OpenFilesDialog* Tavrol_OpenFilesDialog::Global()
+{
+    // Lives until the process ends, as the toolkit's own top-level windows do.
+    static Tavrol_OpenFilesDialog* dialog = new Tavrol_OpenFilesDialog;
+    return dialog;
+}
+
+QLayout* Tavrol_OpenFilesDialog::MakeBottomRow()
+{
     m_submitButton = new QPushButton(QStringLiteral("Submit"), this);
     auto* cancelButton = new QPushButton(QStringLiteral("Cancel"), this);
-    buttons->addStretch(1);
-    buttons->addWidget(m_submitButton);
-    buttons->addWidget(cancelButton);
-    layout->addLayout(buttons);
-    connect(m_submitButton, &QPushButton::clicked, this, &QDialog::accept);
-    connect(cancelButton, &QPushButton::clicked, this, &QDialog::reject);
+    auto* defaultsButton = new QPushButton(QStringLiteral("Default Settings"), this);
+    m_retainSettingsBox = new QCheckBox(QStringLiteral("Retain Settings"), this);
+    auto* row = new QHBoxLayout;
+    for (QPushButton* button : {m_submitButton, cancelButton, defaultsButton}) {
+        button->setDefault(false);
+        button->setAutoDefault(false);
+        row->addWidget(button);
+        row->addStretch(1);
+    }
+    row->addWidget(m_retainSettingsBox);
+    row->addStretch(1);
+    row->addWidget(new QSizeGrip(this), 0, Qt::AlignRight | Qt::AlignBottom);
+    connect(m_submitButton, &QPushButton::clicked, this, &Tavrol_OpenFilesDialog::OkaySlot);
+    connect(cancelButton, &QPushButton::clicked, this, &Tavrol_OpenFilesDialog::CancelSlot);
+    connect(defaultsButton, &QPushButton::clicked, this,
+            &Tavrol_OpenFilesDialog::DefaultOptionsSlot);
+    return row;
+}
+
+QLayout* Tavrol_OpenFilesDialog::MakeChoiceRows()
+{
+    auto* openAsLabel = new QLabel(QStringLiteral("Submit as:  "));
+    auto* targetLabel = new QLabel(QStringLiteral("Target:  "));
+    m_openAsBox = new Quolix_ComboBox(nullptr, 0);
+    m_targetBox = new Quolix_ComboBox(nullptr, 0);
+    const QStringList targets{QStringLiteral("Auto"), QStringLiteral("Long Jobs Queue"),
+                              QStringLiteral("Short Jobs Queue"), QStringLiteral("Queueless Jobs")};
+    for (int index = 0; index < targets.size(); ++index)
+        m_targetBox->addItem(targets.at(index), index);
+    m_openAsBox->addItem(QStringLiteral("Auto"), -1);
+    m_retainListBox = new QCheckBox(QStringLiteral("Retain File List"));
+    auto* help = new QPushButton(QStringLiteral("&Help"));
+    Quolix_HelpDialog::Global()->ConnectButton(help,
+                                               QStringLiteral("tavrol/openfiles_adv_filelist"));
+    const int labelWidth =
+        std::max(openAsLabel->minimumSizeHint().width(), targetLabel->minimumSizeHint().width());
+    openAsLabel->setMinimumWidth(labelWidth);
+    targetLabel->setMinimumWidth(labelWidth);
+    auto* rows = new QVBoxLayout;
+    auto* openAsRow = new QHBoxLayout;
+    openAsRow->addWidget(openAsLabel);
+    openAsRow->addWidget(m_openAsBox);
+    openAsRow->addStretch(1);
+    openAsRow->addWidget(m_retainListBox);
+    auto* targetRow = new QHBoxLayout;
+    targetRow->addWidget(targetLabel);
+    targetRow->addWidget(m_targetBox);
+    targetRow->addStretch(1);
+    targetRow->addWidget(help);
+    rows->addLayout(openAsRow);
+    rows->addLayout(targetRow);
+    connect(m_openAsBox, qOverload<int>(&QComboBox::activated), this,
+            &Tavrol_OpenFilesDialog::OpenAsSlot);
+    connect(m_targetBox, qOverload<int>(&QComboBox::activated), this,
+            &Tavrol_OpenFilesDialog::DestQueueSlot);
+    return rows;
+}
+
+QWidget* Tavrol_OpenFilesDialog::MakeUiOptionsTab()
+{
+    auto* tab = new QWidget;
+    auto* layout = new QVBoxLayout(tab);
+    m_nativeBrowserBox = new QCheckBox(QStringLiteral("Use Native File Browser"));
+    m_startBrowserBox =
+        new QCheckBox(QStringLiteral("Start with File Browser if Initial File List is Empty"));
+    m_detailBox = new QComboBox;
+    m_detailBox->addItem(QStringLiteral("Low"), 0);
+    m_detailBox->addItem(QStringLiteral("Medium"), 1);
+    m_detailBox->addItem(QStringLiteral("High"), 2);
+    m_detailBox->setCurrentIndex(2);
+    m_allowDuplicatesBox = new QCheckBox(QStringLiteral("Allow Duplicate Files"));
+    layout->addWidget(m_nativeBrowserBox, 0, Qt::AlignLeft);
+    layout->addWidget(m_startBrowserBox, 0, Qt::AlignLeft);
+    auto* detailRow = new QHBoxLayout;
+    detailRow->addWidget(new QLabel(QStringLiteral("File List Detail:  ")));
+    detailRow->addWidget(m_detailBox);
+    detailRow->addStretch(1);
+    layout->addLayout(detailRow);
+    layout->addWidget(m_allowDuplicatesBox, 0, Qt::AlignLeft);
+    layout->addStretch(1);
+    auto* helpRow = new QHBoxLayout;
+    auto* help = new QPushButton(QStringLiteral("&Help"));
+    Quolix_HelpDialog::Global()->ConnectButton(help, QStringLiteral("tavrol/openfiles_adv_ui"));
+    helpRow->addStretch(1);
+    helpRow->addWidget(help);
+    layout->addLayout(helpRow);
     connect(m_detailBox, qOverload<int>(&QComboBox::currentIndexChanged), this,
             &Tavrol_OpenFilesDialog::FileListDetailSlot);
-    UpdateFileListColumns();
-    UpdateSubmitState();
+    return tab;
+}
+
+// Kept for a later third tab; not called, so the dialog shows two.
+QWidget* Tavrol_OpenFilesDialog::MakeSubmitOptionsTab()
+{
+    auto* tab = new QWidget;
+    auto* layout = new QVBoxLayout(tab);
+    auto* scroll = new QScrollArea;
+    scroll->setWidgetResizable(true);
+    auto* frame = new QFrame;
+    auto* frameLayout = new QVBoxLayout(frame);
+    frameLayout->addStretch(1);
+    scroll->setWidget(frame);
+    layout->addWidget(scroll, 1);
+    auto* help = new QPushButton(QStringLiteral("&Help"));
+    Quolix_HelpDialog::Global()->ConnectButton(help,
+                                               QStringLiteral("tavrol/openfiles_adv_options"));
+    layout->addWidget(help, 0, Qt::AlignRight);
+    return tab;
 }
 
 QWidget* Tavrol_OpenFilesDialog::MakeFileListTab()
@@ -99,6 +239,7 @@ QWidget* Tavrol_OpenFilesDialog::MakeFileListTab()
     layout->addLayout(MakeFileButtonsRow());
     MakeFileList();
     layout->addWidget(m_fileList, 1);
+    layout->addLayout(MakeChoiceRows());
     return tab;
 }
 
@@ -464,10 +605,51 @@ void Tavrol_OpenFilesDialog::AllowSortingSlot()
 
 void Tavrol_OpenFilesDialog::BrowseForFiles()
 {
-    const QStringList files =
-        QFileDialog::getOpenFileNames(this, QStringLiteral("Add Files"), QDir::currentPath());
-    for (const QString& file : files)
-        AddFilePath(file);
+    const int filterIndex = s_fileFilterIds.indexOf(s_lastAddFileType);
+    const QString filter = filterIndex >= 0 ? s_fileFilters.at(filterIndex) : QString();
+    const QString filters = s_fileFilters.join(QStringLiteral(";;"));
+    QString chosenFilter;
+    QStringList files;
+    if (!m_nativeBrowserBox->isChecked()) {
+        files = BrowseOwnDialog(filters, filter, chosenFilter);
+    } else {
+        chosenFilter = filter;
+        files = QFileDialog::getOpenFileNames(this, QStringLiteral("Select Files"),
+                                              QDir::currentPath() + QStringLiteral("/ "), filters,
+                                              &chosenFilter);
+    }
+    if (files.isEmpty())
+        return;
+    const int chosenIndex = s_fileFilters.indexOf(chosenFilter);
+    s_lastAddFileType = chosenIndex >= 0 ? s_fileFilterIds.at(chosenIndex) : -1;
+    for (const QString& file : files) {
+        if (!file.isEmpty() && QFile::exists(file))
+            AddFilePath(file);
+    }
+}
+
+QStringList Tavrol_OpenFilesDialog::BrowseOwnDialog(const QString& filters, const QString& filter,
+                                                    QString& chosenFilter)
+{
+    QFileDialog dialog(this, QStringLiteral("Select Files"), QDir::currentPath(), filters);
+    dialog.selectNameFilter(filter);
+    dialog.setFileMode(QFileDialog::ExistingFiles);
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setModal(true);
+    dialog.setOption(QFileDialog::DontUseNativeDialog, true);
+    // The sidebar offers the scratch directory and the recent directories.
+    QList<QUrl> places;
+    const QString scratch = Quolix_FileSys::FindGaussScrDirPath(false, false);
+    if (!scratch.isEmpty())
+        places.append(QUrl::fromLocalFile(scratch));
+    for (const QString& dir : Quolix_Registry::GetRecentDirs())
+        places.append(QUrl::fromLocalFile(dir));
+    if (!places.isEmpty())
+        dialog.setSidebarUrls(dialog.sidebarUrls() + places);
+    if (dialog.exec() != QDialog::Accepted)
+        return QStringList();
+    chosenFilter = dialog.selectedNameFilter();
+    return dialog.selectedFiles();
 }
 
 void Tavrol_OpenFilesDialog::FilePathBrowseSlot()
@@ -630,3 +812,251 @@ void Tavrol_OpenFilesDialog::ReplaceCurrentFilePath(const QString& path)
     UpdateSubmitState();
     ResizeColumns();
 }
+
+void Tavrol_OpenFilesDialog::RefreshJobTypes()
+{
+    s_fileFilters = QStringList{AllFilesFilter()};
+    s_fileFilterIds = QList<int>{-1};
+    m_openAsBox->clear();
+    m_openAsBox->addItem(QStringLiteral("Auto"), -1);
+    std::vector<Tavrol_JobType> jobTypes;
+    Tavrol_JobType::GetAll(jobTypes);
+    if (!jobTypes.empty()) {
+        s_fileFilters.clear();
+        s_fileFilterIds.clear();
+        for (const Tavrol_JobType& jobType : jobTypes) {
+            s_fileFilters.append(jobType.InputFileFilter);
+            s_fileFilterIds.append(jobType.JobTypeID);
+            m_openAsBox->addItem(jobType.Name, jobType.JobTypeID);
+        }
+        // With job types the catch-all comes last.
+        s_fileFilters.append(AllFilesFilter());
+        s_fileFilterIds.append(-1);
+    }
+    m_openAsBox->setMaxVisibleItems(m_openAsBox->count());
+}
+
+void Tavrol_OpenFilesDialog::SetOpenAs(int id)
+{
+    const int index = m_openAsBox->findData(id);
+    if (index >= 0)
+        m_openAsBox->setCurrentIndex(index);
+    if (id != -1)
+        s_lastAddFileType = id;
+}
+
+void Tavrol_OpenFilesDialog::SetDestQueue(int index, int mask)
+{
+    if (mask >= 0 && mask <= 0xF) {
+        for (int item = 0; item < 4; ++item)
+            m_targetBox->setItemEnabled(item, (mask >> item) & 1);
+    }
+    m_targetBox->setCurrentIndex(index);
+}
+
+int Tavrol_OpenFilesDialog::DestQueue() const
+{
+    return m_targetBox ? m_targetBox->currentIndex() : 0;
+}
+
+int Tavrol_OpenFilesDialog::OpenAs() const
+{
+    return m_openAsBox->currentData().toInt();
+}
+
+QSize Tavrol_OpenFilesDialog::sizeHint() const
+{
+    const QSize minimum = minimumSizeHint();
+    return QSize(int(minimum.width() * 1.1), int(minimum.height() * 1.5));
+}
+
+void Tavrol_OpenFilesDialog::PlaceOnScreen()
+{
+    resize(sizeHint());
+    const QScreen* screen = this->screen();
+    if (!screen)
+        return;
+    const QRect available = screen->availableGeometry();
+    const int x = std::max(10, (available.width() - width()) / 2);
+    const int y = std::max(10, (available.height() - height()) / 2);
+    move(x, y);
+}
+
+void Tavrol_OpenFilesDialog::FillList(const QStringList& files, bool checkAll)
+{
+    if (files.isEmpty()) {
+        if (!m_retainListBox->isChecked())
+            ClearAllFilePathsSlot();
+        return;
+    }
+    ClearAllFilePathsSlot();
+    for (const QString& file : files)
+        AddFilePath(file);
+    if (m_fileList->topLevelItemCount() == 0)
+        return;
+    m_fileList->clearSelection();
+    for (int row = 0; row < m_fileList->topLevelItemCount(); ++row) {
+        const bool checked = row == 0 || checkAll;
+        m_fileList->topLevelItem(row)->setCheckState(IdColumn,
+                                                     checked ? Qt::Checked : Qt::Unchecked);
+    }
+    m_fileList->topLevelItem(0)->setSelected(true);
+}
+
+int Tavrol_OpenFilesDialog::ExecFileList(const QString& heading, const QStringList& files,
+                                         int destination, int jobTypeId, bool checkAll)
+{
+    RefreshJobTypes();
+    m_headingLabel->setText(heading);
+    PlaceOnScreen();
+    m_tabs->setCurrentIndex(0);
+    FillList(files, checkAll);
+    SetOpenAs(jobTypeId);
+    SetDestQueue(destination, 0xF);
+    // Stored choices beat the caller's on purpose: a retained target holds
+    // for files dropped on any view.
+    LoadSettings();
+    m_fileList->setSortingEnabled(m_sortingBox->isChecked());
+    RefreshRecentDirs();
+    RefreshRecentFiles();
+    RefreshRecentFileLists();
+    UpdateFileListColumns();
+    UpdateSubmitState();
+    raise();
+    if (m_fileList->topLevelItemCount() == 0 && m_startBrowserBox->isChecked())
+        BrowseForFiles();
+    const int result = exec();
+    SaveSettings();
+    return CheckedFilePaths().isEmpty() ? 0 : result;
+}
+
+namespace {
+
+void LoadFlag(const QString& key, QCheckBox* box)
+{
+    QString text;
+    if (!Quolix_Registry::GetAppUserData(Tavrol_OpenFilesDialog::SettingsSection, key, text))
+        return;
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (ok && (value == 0 || value == 1))
+        box->setChecked(value == 1);
+}
+
+bool LoadNumber(const QString& key, int& number)
+{
+    QString text;
+    if (!Quolix_Registry::GetAppUserData(Tavrol_OpenFilesDialog::SettingsSection, key, text))
+        return false;
+    bool ok = false;
+    number = text.toInt(&ok);
+    return ok;
+}
+
+void Save(const QString& key, const QString& value)
+{
+    Quolix_Registry::PutAppUserData(Tavrol_OpenFilesDialog::SettingsSection, key, value);
+}
+
+void SaveFlag(const QString& key, const QCheckBox* box)
+{
+    Save(key, box->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+}
+
+} // namespace
+
+void Tavrol_OpenFilesDialog::LoadSettings()
+{
+    LoadFlag(QStringLiteral("Retain Settings"), m_retainSettingsBox);
+    LoadFlag(QStringLiteral("Sorting"), m_sortingBox);
+    int number = 0;
+    if (LoadNumber(QStringLiteral("Open as"), number))
+        SetOpenAs(number);
+    if (LoadNumber(QStringLiteral("File Open Options"), number))
+        m_fileOpenData.m_fileOpenOptions = number;
+    QString filter;
+    if (Quolix_Registry::GetAppUserData(SettingsSection, QStringLiteral("Last Add File Type"),
+                                        filter)) {
+        const int index = s_fileFilters.indexOf(filter);
+        s_lastAddFileType = index >= 0 ? s_fileFilterIds.at(index) : -1;
+    }
+    if (LoadNumber(QStringLiteral("Destination Queue"), number) && number >= 0 &&
+        m_targetBox->isItemEnabled(number))
+        m_targetBox->setCurrentIndex(number);
+    LoadFlag(QStringLiteral("Use Native File Browser"), m_nativeBrowserBox);
+    LoadFlag(QStringLiteral("Start with File Browser if Initial File List is Empty"),
+             m_startBrowserBox);
+    if (LoadNumber(QStringLiteral("File List Detail"), number) && number >= 0 &&
+        number < m_detailBox->count())
+        m_detailBox->setCurrentIndex(number);
+    LoadFlag(QStringLiteral("Allow Duplicate Files"), m_allowDuplicatesBox);
+}
+
+void Tavrol_OpenFilesDialog::SaveSettings()
+{
+    SaveFlag(QStringLiteral("Retain Settings"), m_retainSettingsBox);
+    if (!m_retainSettingsBox->isChecked())
+        return;
+    SaveFlag(QStringLiteral("Sorting"), m_sortingBox);
+    Save(QStringLiteral("Open as"), QString::number(OpenAs()));
+    Save(QStringLiteral("File Open Options"), QString::number(m_fileOpenData.m_fileOpenOptions));
+    const int filterIndex = s_fileFilterIds.indexOf(s_lastAddFileType);
+    Save(QStringLiteral("Last Add File Type"),
+         filterIndex >= 0 ? s_fileFilters.at(filterIndex) : QString());
+    Save(QStringLiteral("Destination Queue"), QString::number(DestQueue()));
+    SaveFlag(QStringLiteral("Use Native File Browser"), m_nativeBrowserBox);
+    SaveFlag(QStringLiteral("Start with File Browser if Initial File List is Empty"),
+             m_startBrowserBox);
+    Save(QStringLiteral("File List Detail"), QString::number(m_detailBox->currentIndex()));
+    SaveFlag(QStringLiteral("Allow Duplicate Files"), m_allowDuplicatesBox);
+}
+
+void Tavrol_OpenFilesDialog::DefaultOptionsSlot()
+{
+    m_retainSettingsBox->setChecked(false);
+    m_fileOpenData = Quolix_FileOpenData();
+    m_targetBox->setCurrentIndex(0);
+    m_retainListBox->setChecked(false);
+    s_lastAddFileType = -1;
+    m_nativeBrowserBox->setChecked(false);
+    m_startBrowserBox->setChecked(false);
+    m_detailBox->setCurrentIndex(2);
+    UpdateFileListColumns();
+    m_allowDuplicatesBox->setChecked(false);
+    m_openAsBox->setCurrentIndex(0);
+    SortingOff();
+}
+
+void Tavrol_OpenFilesDialog::OkaySlot()
+{
+    m_fileOpenData = Quolix_FileOpenData();
+    AddToRecentFiles();
+    AddToRecentFileLists();
+    QDialog::accept();
+}
+
+void Tavrol_OpenFilesDialog::OkayAllSlot()
+{
+    m_fileList->selectAll();
+    CheckAllFilePathsSlot();
+    OkaySlot();
+}
+
+void Tavrol_OpenFilesDialog::CancelSlot()
+{
+    m_fileOpenData = Quolix_FileOpenData();
+    QDialog::reject();
+}
+
+void Tavrol_OpenFilesDialog::closeEvent(QCloseEvent* event)
+{
+    CancelSlot();
+    event->accept();
+}
+
+// The boxes are read when the dialog ends.
+void Tavrol_OpenFilesDialog::DestQueueSlot(int /*index*/) {}
+
+void Tavrol_OpenFilesDialog::OpenAsSlot(int /*index*/) {}
+
+void Tavrol_OpenFilesDialog::UpdateMenusSlot() {}

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/combobox.h"
+
 #include <QDialog>
 #include <QStringList>
 
@@ -12,6 +14,7 @@ class QLabel;
 class QMenu;
 class QPushButton;
 class QToolButton;
+class QTabWidget;
 class QTreeWidgetItem;
 class Quolix_TreeWidget;
 
@@ -47,7 +50,24 @@ public:
         ToggleAll
     };
 
+    // The settings section of the dialog's retained values.
+    static const QString SettingsSection;
+
     explicit Tavrol_OpenFilesDialog(QWidget* parent = nullptr);
+
+    // The one dialog of the process, made on first use.
+    static Tavrol_OpenFilesDialog* Global();
+
+    // Fills the list, runs the dialog and saves its settings; 0 when no jobs
+    // are to be made.
+    int ExecFileList(const QString& heading, const QStringList& files, int destination,
+                     int jobTypeId, bool checkAll);
+    Quolix_FileOpenData FileOpenData() const { return Quolix_FileOpenData(); }
+    int DestQueue() const;
+    int OpenAs() const;
+    QSize sizeHint() const override;
+    void LoadSettings();
+    void SaveSettings();
 
     bool AddFilePath(const QString& path);
     QStringList AllFilePaths() const;
@@ -75,8 +95,24 @@ public:
     QMenu* RecentFilesMenu() const { return m_recentFilesMenu; }
     QMenu* RecentFileListsMenu() const { return m_recentFileListsMenu; }
     QMenu* ActionsMenu() const { return m_actionsMenu; }
+    QTabWidget* Tabs() const { return m_tabs; }
+    Quolix_ComboBox* OpenAsBox() const { return m_openAsBox; }
+    Quolix_ComboBox* TargetBox() const { return m_targetBox; }
+    QCheckBox* RetainFileListBox() const { return m_retainListBox; }
+    QCheckBox* RetainSettingsBox() const { return m_retainSettingsBox; }
+    QCheckBox* NativeBrowserBox() const { return m_nativeBrowserBox; }
+    QCheckBox* StartBrowserBox() const { return m_startBrowserBox; }
+    static int LastAddFileType() { return s_lastAddFileType; }
+    static QStringList FileFilters() { return s_fileFilters; }
 
 public slots:
+    void CancelSlot();
+    void OkaySlot();
+    void OkayAllSlot();
+    void DefaultOptionsSlot();
+    void DestQueueSlot(int index);
+    void OpenAsSlot(int index);
+    void UpdateMenusSlot();
     void ItemsDroppedSlot(const QStringList& files);
     void ItemsMovedSlot();
     void ItemSelectionChangedSlot();
@@ -102,8 +138,22 @@ public slots:
     void FilePathEditSlot();
     void FileListDetailSlot(int index);
 
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     QWidget* MakeFileListTab();
+    QLayout* MakeChoiceRows();
+    QWidget* MakeUiOptionsTab();
+    QWidget* MakeSubmitOptionsTab();
+    QLayout* MakeBottomRow();
+    void RefreshJobTypes();
+    void SetOpenAs(int id);
+    void SetDestQueue(int index, int mask);
+    void FillList(const QStringList& files, bool checkAll);
+    void PlaceOnScreen();
+    QStringList BrowseOwnDialog(const QString& filters, const QString& filter,
+                                QString& chosenFilter);
     QLayout* MakeFileButtonsRow();
     void MakeFileList();
     void FillActionsMenu(QMenu* menu) const;
@@ -132,4 +182,16 @@ private:
     QComboBox* m_detailBox = nullptr;
     QLabel* m_headingLabel = nullptr;
     QPushButton* m_submitButton = nullptr;
+    QTabWidget* m_tabs = nullptr;
+    Quolix_ComboBox* m_openAsBox = nullptr;
+    Quolix_ComboBox* m_targetBox = nullptr;
+    QCheckBox* m_retainListBox = nullptr;
+    QCheckBox* m_retainSettingsBox = nullptr;
+    QCheckBox* m_nativeBrowserBox = nullptr;
+    QCheckBox* m_startBrowserBox = nullptr;
+    Quolix_FileOpenData m_fileOpenData;
+
+    static QStringList s_fileFilters;
+    static QList<int> s_fileFilterIds;
+    static int s_lastAddFileType;
 };
