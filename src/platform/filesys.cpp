@@ -80,6 +80,12 @@ QString Quolix_FileSys::NewFileName(const QString& base, const QString& extensio
     return candidate;
 }
 
+QString Quolix_FileSys::FindGaussScrDirPath(bool /*create*/, bool /*check*/)
+{
+    const QString dir = qEnvironmentVariable("GAUSS_SCRDIR").split(QLatin1Char(':')).value(0);
+    return dir.trimmed().isEmpty() ? QString() : QDir::cleanPath(dir.trimmed());
+}
+
 QString Quolix_FileSys::GaussExeDirPath()
 {
     const QString exeDir = qEnvironmentVariable("GAUSS_EXEDIR").split(QLatin1Char(':')).value(0);

@@ -34,6 +34,10 @@ public:
 
     // GAUSS_EXEDIR (its first entry), else $g16root/g16, else $g09root/g09,
     // else the first standard install directory that exists, else /opt/g16.
+    // The scratch directory the quantum program uses, from its environment,
+    // or an empty string when none is set. The flags are kept for callers
+    // that may one day ask for it to be made or checked; neither is used.
+    static QString FindGaussScrDirPath(bool create, bool check);
     static QString GaussExeDirPath();
     // g16 in that directory, else g09 if only that exists.
     static QString GaussExePath();

@@ -81,6 +81,48 @@ QVariant Quolix_Registry::GetData(const QString& key, const QVariant& defaultVal
     return in.status() == QDataStream::Ok && value.isValid() ? value : defaultValue;
 }
 
+bool Quolix_Registry::GetAppUserData(const QString& section, const QString& key, QString& value)
+{
+    const QVariant stored = GetData(section + QLatin1Char('/') + key);
+    if (!stored.isValid())
+        return false;
+    value = stored.toString();
+    return true;
+}
+
+bool Quolix_Registry::PutAppUserData(const QString& section, const QString& key,
+                                     const QString& value)
+{
+    return SetData(section + QLatin1Char('/') + key, value);
+}
+
+QStringList Quolix_Registry::GetRecentDirs()
+{
+    return GetData(QStringLiteral("Recent_Dirs")).toStringList();
+}
+
+bool Quolix_Registry::PutRecentDirs(const QStringList& dirs)
+{
+    return SetData(QStringLiteral("Recent_Dirs"), dirs);
+}
+
+std::vector<QStringList> Quolix_Registry::GetRecentOpenStructureFileLists()
+{
+    std::vector<QStringList> lists;
+    const QVariantList stored = GetData(QStringLiteral("Recent_File_Lists")).toList();
+    for (const QVariant& list : stored)
+        lists.push_back(list.toStringList());
+    return lists;
+}
+
+bool Quolix_Registry::PutRecentOpenStructureFileLists(const std::vector<QStringList>& lists)
+{
+    QVariantList stored;
+    for (const QStringList& list : lists)
+        stored.append(QVariant(list));
+    return SetData(QStringLiteral("Recent_File_Lists"), stored);
+}
+
 void Quolix_Registry::SetDefaultIcon(const QPixmap& icon)
 {
     StoredIcon() = icon;

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QVariant>
+
+#include <vector>
 
 class QPixmap;
 class QWidget;
@@ -24,6 +27,18 @@ public:
     // Retained values of the dialogs, one file per key in the preferences directory.
     static bool SetData(const QString& key, const QVariant& value);
     static QVariant GetData(const QString& key, const QVariant& defaultValue = QVariant());
+
+    // Retained text values of a dialog, by section and key; false when the
+    // key has never been stored.
+    static bool GetAppUserData(const QString& section, const QString& key, QString& value);
+    static bool PutAppUserData(const QString& section, const QString& key, const QString& value);
+
+    // Directories the file browsers offer, most recent first.
+    static QStringList GetRecentDirs();
+    static bool PutRecentDirs(const QStringList& dirs);
+    // Whole lists of input files submitted together, most recent first.
+    static std::vector<QStringList> GetRecentOpenStructureFileLists();
+    static bool PutRecentOpenStructureFileLists(const std::vector<QStringList>& lists);
 
     static void SetDefaultIcon(const QPixmap& icon);
     static QPixmap DefaultIcon();

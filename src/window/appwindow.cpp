@@ -11,11 +11,13 @@
 #include "platform/registry.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
+#include "server/jobtypeselection.h"
 #include "server/requestserver.h"
 #include "store/database_manager.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
+#include "window/openfilesdialog.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -26,6 +28,7 @@
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QIcon>
+#include <QInputDialog>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMessageBox>
@@ -477,35 +480,72 @@ bool Tavrol_AppWindow::eventFilter(QObject* watched, QEvent* event)
     return true;
 }
 
-// Files handed over by the views (dropped on a table) or by "Submit Jobs...".
-// Each existing file goes to the view of its queue, which builds the job with
-// this process's client fields. A file that gets no queue is skipped; one
-// that gets no job type is dropped by the view. The files are taken as given:
-// nothing asks the user to check them first.
+// Files handed over by the views (dropped on a table) or by "Submit Jobs...":
+// the user checks them in the Open Files dialog first, and each checked file
+// that still exists goes to the view of its queue.
 void Tavrol_AppWindow::SubmitJobs(const QStringList& files, int queueSelector, int jobTypeId)
 {
-    for (const QString& file : files) {
-        if (!QFile::exists(file))
-            continue;
-        int selector = queueSelector;
-        if (selector == Tavrol_QueueID::AutoDestination)
-            selector = DefaultQueueSelector(file, jobTypeId);
-        if (Tavrol_JobsWidget* view = QueueView(Tavrol_QueueID::FromDestination(selector)))
-            view->AddJobFromFile(file, jobTypeId);
+    std::vector<Tavrol_JobType> jobTypes;
+    QStringList names;
+    Tavrol_JobType::GetAll(jobTypes, names);
+    if (jobTypes.empty())
+        return;
+    Tavrol_OpenFilesDialog* dialog = Tavrol_OpenFilesDialog::Global();
+    if (dialog->ExecFileList(QStringLiteral("Job Input Files"), files, queueSelector, jobTypeId,
+                             true) == 0)
+        return;
+    const QStringList checked = dialog->CheckedFilePaths();
+    for (const QString& file : checked) {
+        if (QFile::exists(file))
+            SubmitCheckedFile(file, dialog->DestQueue(), dialog->OpenAs(), jobTypes, names);
     }
 }
 
-// The destination of the default queue of the file's job type (the type of
-// that id, or else the first whose filter takes the file); auto when there
-// is none.
-int Tavrol_AppWindow::DefaultQueueSelector(const QString& file, int jobTypeId)
+// The job type and queue of one checked file: the type chosen, or else the
+// first whose filter takes the file, or else the user's answer; the queue
+// chosen, or else the default queue of the type, or of the first type whose
+// filter takes the file. A file left without either is skipped.
+void Tavrol_AppWindow::SubmitCheckedFile(const QString& file, int destination, int jobTypeId,
+                                         const std::vector<Tavrol_JobType>& jobTypes,
+                                         const QStringList& names)
 {
-    std::vector<Tavrol_JobType> jobTypes;
-    Tavrol_JobType::GetAll(jobTypes);
-    const int chosen = Tavrol_JobType::IndexForFile(jobTypes, file, jobTypeId);
-    if (chosen < 0)
-        return Tavrol_QueueID::AutoDestination;
-    return Tavrol_QueueID::ToDestination(jobTypes[static_cast<size_t>(chosen)].DefaultQueueID());
+    int index = Tavrol_JobType::IndexForFile(jobTypes, file, jobTypeId);
+    if (index >= 0 && jobTypes[size_t(index)].JobTypeID == -1)
+        index = -1;
+    if (index < 0) {
+        index = Tavrol_JobType::IndexOfID(jobTypes, AskJobTypeID(file, jobTypes, names));
+        if (index < 0)
+            return;
+    }
+    if (destination == Tavrol_QueueID::AutoDestination)
+        destination = Tavrol_QueueID::ToDestination(jobTypes[size_t(index)].DefaultQueueID());
+    if (destination == Tavrol_QueueID::AutoDestination) {
+        const int matching = Tavrol_JobType::IndexForFile(jobTypes, file, -1);
+        if (matching >= 0)
+            destination =
+                Tavrol_QueueID::ToDestination(jobTypes[size_t(matching)].DefaultQueueID());
+    }
+    Tavrol_JobsWidget* view = QueueView(Tavrol_QueueID::FromDestination(destination));
+    if (destination != Tavrol_QueueID::AutoDestination && view)
+        view->AddJobFromFile(file, jobTypes[size_t(index)].JobTypeID);
+}
+
+// Asks for the job type of a file that no filter takes; -1 skips the file.
+int Tavrol_AppWindow::AskJobTypeID(const QString& file, const std::vector<Tavrol_JobType>& jobTypes,
+                                   const QStringList& names)
+{
+    QInputDialog dialog;
+    dialog.setWindowTitle(QStringLiteral("Submit Job, Select Job Type"));
+    dialog.setLabelText(Tavrol_JobTypeSelection::RequestedText(file));
+    dialog.setComboBoxItems(QStringList{QStringLiteral("None")} + names);
+    dialog.setOption(QInputDialog::UseListViewForComboBoxItems);
+    if (dialog.exec() != QDialog::Accepted)
+        return -1;
+    const QString answer = dialog.textValue();
+    if (answer.isEmpty() || answer == QLatin1String("None"))
+        return -1;
+    const int index = int(names.indexOf(answer));
+    return index >= 0 ? jobTypes[size_t(index)].JobTypeID : -1;
 }
 
 Tavrol_JobsWidget* Tavrol_AppWindow::QueueView(int queueID) const

@@ -7,7 +7,9 @@
 #include <QSize>
 #include <QStringList>
 
+#include <deque>
 #include <memory>
+#include <vector>
 
 class QAction;
 class QBoxLayout;
@@ -20,6 +22,7 @@ class QSystemTrayIcon;
 class QTabWidget;
 class Tavrol_Console;
 class Tavrol_Job;
+class Tavrol_JobType;
 class Tavrol_SubmitRequest;
 struct Tavrol_Request;
 class Tavrol_FinishedJobsWidget;
@@ -131,6 +134,7 @@ protected:
 private:
     void StartServer();
     void SubmitConfirmedRequest(const Tavrol_SubmitRequest& submission);
+    void ConfirmOneRequest(const Tavrol_SubmitRequest& submission);
     void AddJobToQueue(std::unique_ptr<Tavrol_Job> job);
 
     void BuildMainWindowFrame();
@@ -144,7 +148,10 @@ private:
     static QString StartupProjectPath(const QStringList& existingRecentProjects);
     void RestoreToolBarState();
     void ActivateMainWindow();
-    static int DefaultQueueSelector(const QString& file, int jobTypeId);
+    void SubmitCheckedFile(const QString& file, int destination, int jobTypeId,
+                           const std::vector<Tavrol_JobType>& jobTypes, const QStringList& names);
+    static int AskJobTypeID(const QString& file, const std::vector<Tavrol_JobType>& jobTypes,
+                            const QStringList& names);
 
     bool ProjectFileUsable(const QString& path) const;
     QString AskProjectFilePath() const;
@@ -164,6 +171,9 @@ private:
     Tavrol_FinishedJobsWidget* m_finishedView = nullptr;
     Tavrol_JobTypesWidget* m_jobTypesView = nullptr;
     QMainWindow* m_mainWindow = nullptr;
+    // Confirmed requests waiting for the Submit Jobs dialog, served in order.
+    std::deque<std::shared_ptr<Tavrol_SubmitRequest>> m_pendingConfirmed;
+    bool m_confirming = false;
     Tavrol_Console* m_console = nullptr;
     QMenu* m_trayMenu = nullptr;
     QSystemTrayIcon* m_trayIcon = nullptr;

@@ -12,6 +12,7 @@
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
+#include "window/openfilesdialog.h"
 
 #include <QMainWindow>
 
@@ -76,14 +77,34 @@ void Tavrol_AppWindow::AddJobToQueue(std::unique_ptr<Tavrol_Job> job)
         view->AddJob(job.release());
 }
 
-// A request that asks for the user's check, in the GUI: no dialog shows its
-// files; each goes with the request's queue and job type, through the
-// per-file rules of SubmitCheckedFiles.
+// A request that asks for the user's check, in the GUI: the Submit Jobs
+// dialog shows its files with its queue and job type chosen, and what the
+// user checks goes through the per-file rules of SubmitCheckedFiles. The
+// dialog runs a nested event loop, so requests arriving meanwhile wait their
+// turn and are served in order once it closes.
 void Tavrol_AppWindow::SubmitConfirmedRequest(const Tavrol_SubmitRequest& submission)
 {
-    const Tavrol_FileChoice preselected{submission.QueueSelector(), submission.JobTypeID()};
+    m_pendingConfirmed.push_back(std::make_shared<Tavrol_SubmitRequest>(submission));
+    if (m_confirming)
+        return;
+    m_confirming = true;
+    while (!m_pendingConfirmed.empty()) {
+        const std::shared_ptr<Tavrol_SubmitRequest> next = m_pendingConfirmed.front();
+        m_pendingConfirmed.pop_front();
+        ConfirmOneRequest(*next);
+    }
+    m_confirming = false;
+}
+
+void Tavrol_AppWindow::ConfirmOneRequest(const Tavrol_SubmitRequest& submission)
+{
+    Tavrol_OpenFilesDialog* dialog = Tavrol_OpenFilesDialog::Global();
+    if (dialog->ExecFileList(QStringLiteral("Job Input Files"), submission.InputFiles(),
+                             submission.QueueSelector(), submission.JobTypeID(), true) == 0)
+        return;
+    const Tavrol_FileChoice chosen{dialog->DestQueue(), dialog->OpenAs()};
     submission.SubmitCheckedFiles(
-        submission.InputFiles(), [preselected](const QString&) { return preselected; },
+        dialog->CheckedFilePaths(), [chosen](const QString&) { return chosen; },
         [] { return JobIDManager.NewID(); },
         [this](std::unique_ptr<Tavrol_Job> job) { AddJobToQueue(std::move(job)); });
 }

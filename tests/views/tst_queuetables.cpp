@@ -7,12 +7,15 @@
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
 #include "window/appwindow.h"
+#include "window/openfilesdialog.h"
 
 #include <QDropEvent>
 #include <QHeaderView>
 #include <QMimeData>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 
 using namespace QueueTest;
@@ -263,6 +266,9 @@ private slots:
         QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(view.Table()->viewport(), &enter);
         QVERIFY(enter.isAccepted());
+        // The drop opens the Open Files dialog; submit what it offers.
+        QTimer::singleShot(0, Tavrol_OpenFilesDialog::Global(),
+                           [] { Tavrol_OpenFilesDialog::Global()->SubmitButton()->click(); });
         QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
         QCoreApplication::sendEvent(view.Table()->viewport(), &drop);
         QCOMPARE(view.Queue().Count(), 1);

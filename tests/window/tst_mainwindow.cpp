@@ -12,8 +12,11 @@
 #include "platform/computerdata.h"
 #include "platform/error.h"
 #include "platform/helpdialog.h"
+#include "platform/registry.h"
+#include "platform/tablewidget.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
+#include "server/message.h"
 #include "store/database.h"
 #include "store/database_manager.h"
 #include "testsupport.h"
@@ -21,6 +24,7 @@
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
 #include "window/appwindow.h"
+#include "window/openfilesdialog.h"
 
 #include <QAction>
 #include <QApplication>
@@ -30,10 +34,12 @@
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QHostAddress>
+#include <QInputDialog>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMenu>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPushButton>
 #include <QScopeGuard>
 #include <QSignalSpy>
@@ -45,10 +51,12 @@
 #include <QTest>
 #include <QTextBrowser>
 #include <QTimer>
+#include <QUrl>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -175,6 +183,10 @@ private slots:
     void init()
     {
         Tavrol_Settings().clear();
+        // Stored choices of the Submit Jobs dialog override what a test asks.
+        QDir prefs(Quolix_Registry::PrefsDirPath());
+        for (const QString& name : prefs.entryList({QStringLiteral("Open_Files_*")}, QDir::Files))
+            QVERIFY(prefs.remove(name));
         StartupFilePath.clear();
         Tavrol_Database_Manager::Instance()->CloseAll();
         m_window = std::make_unique<Tavrol_AppWindow>();
@@ -255,6 +267,9 @@ private slots:
                                QStringLiteral("Output Files (*.log)"), QString());
         Tavrol_JobType::Add(standin);
         m_window->ReloadJobTypes();
+        // The file is submitted as the Submit Jobs dialog shows it.
+        QTimer::singleShot(0, Tavrol_OpenFilesDialog::Global(),
+                           [] { Tavrol_OpenFilesDialog::Global()->SubmitButton()->click(); });
         m_window->SubmitJobs({input}, 1, -1);
         const Tavrol_LongJobsQueue& queue = m_window->LongJobsView()->Queue();
         QCOMPARE(queue.Count(), 1);
@@ -285,6 +300,166 @@ private slots:
         QCOMPARE(job->Status, JobStatusRunning);
         job->Kill();
         QTRY_COMPARE_WITH_TIMEOUT(queue.Count(), 0, WaitMs);
+    }
+
+    // Files dropped from a file manager on the queueless view open the
+    // Submit Jobs dialog with them and that view's target; a stored target
+    // of retained settings wins. Cancelling makes no job.
+    void droppedFilesOpenTheDialogWithTheViewsTarget()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        const QString input = TestSupport::WrittenFile(
+            directory.filePath(QStringLiteral("dropped.gjf")), "#standin sleep=30\n");
+        Quolix_TableWidget* table = m_window->QueuelessJobsView()->Table();
+        QVERIFY(table);
+        const auto drop = [table, input] {
+            QMimeData mime;
+            mime.setUrls({QUrl::fromLocalFile(input)});
+            QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &mime, Qt::LeftButton,
+                                  Qt::NoModifier);
+            QApplication::sendEvent(table->viewport(), &enter);
+            QDropEvent dropEvent(QPointF(5, 5), Qt::CopyAction, &mime, Qt::LeftButton,
+                                 Qt::NoModifier);
+            QApplication::sendEvent(table->viewport(), &dropEvent);
+        };
+        Tavrol_OpenFilesDialog* dialog = Tavrol_OpenFilesDialog::Global();
+        QStringList seenFiles;
+        int seenTarget = -1;
+        const auto seeAndCancel = [&] {
+            QTimer::singleShot(0, dialog, [&] {
+                seenFiles = dialog->AllFilePaths();
+                seenTarget = dialog->DestQueue();
+                dialog->CancelSlot();
+            });
+        };
+        seeAndCancel();
+        drop();
+        QCOMPARE(seenFiles, QStringList({input}));
+        QCOMPARE(seenTarget, 3);
+        Quolix_Registry::PutAppUserData(QStringLiteral("Open Files"),
+                                        QStringLiteral("Destination Queue"), QStringLiteral("1"));
+        seeAndCancel();
+        drop();
+        QCOMPARE(seenTarget, 1);
+        QCOMPARE(m_window->QueuelessJobsView()->List().Count(), 0);
+        QCOMPARE(m_window->LongJobsView()->Queue().Count(), 0);
+        QVERIFY(!dialog->isVisible());
+        // The stored choices of the dialog would override later tests' callers.
+        QDir prefs(Quolix_Registry::PrefsDirPath());
+        for (const QString& name : prefs.entryList({QStringLiteral("Open_Files_*")}, QDir::Files))
+            QVERIFY(prefs.remove(name));
+    }
+
+    // With Auto chosen, each file that no filter takes brings up the
+    // question in turn; "None" skips that file only.
+    void noneSkipsOneFileOnly()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        const QString first = TestSupport::WrittenFile(directory.filePath(QStringLiteral("x1.xyz")),
+                                                       "#standin sleep=30\n");
+        const QString second = TestSupport::WrittenFile(
+            directory.filePath(QStringLiteral("x2.xyz")), "#standin sleep=30\n");
+        Tavrol_JobType::RemoveAll();
+        Tavrol_JobType standin(0, QStringLiteral("Standin"), QStringLiteral("Standin App"),
+                               TestSupport::FixturePath(QStringLiteral("gaussian/g16/g16")),
+                               QStringLiteral("Long"), QStringLiteral("@EXEFILE @INFILE @OUTFILE"),
+                               QStringLiteral("Input Files (*.gjf)"),
+                               QStringLiteral("Output Files (*.log)"), QString());
+        Tavrol_JobType::Add(standin);
+        m_window->ReloadJobTypes();
+        Tavrol_OpenFilesDialog* dialog = Tavrol_OpenFilesDialog::Global();
+        QTimer::singleShot(0, dialog, [dialog] { dialog->SubmitButton()->click(); });
+        QStringList labels;
+        const QStringList answers{QStringLiteral("None"), QStringLiteral("Standin")};
+        QTimer answerer;
+        answerer.setInterval(20);
+        connect(&answerer, &QTimer::timeout, this, [&] {
+            auto* question = qobject_cast<QInputDialog*>(QApplication::activeModalWidget());
+            if (!question || labels.size() >= answers.size())
+                return;
+            QCOMPARE(question->windowTitle(), QStringLiteral("Submit Job, Select Job Type"));
+            QCOMPARE(question->comboBoxItems(), QStringList({"None", "Standin"}));
+            labels.append(question->labelText());
+            question->setTextValue(answers.at(labels.size() - 1));
+            question->accept();
+        });
+        answerer.start();
+        m_window->SubmitJobs({first, second}, 0, -1);
+        answerer.stop();
+        QCOMPARE(labels.size(), 2);
+        QCOMPARE(labels.at(0),
+                 QStringLiteral("Auto determination of Job Type was requested but an appropriate "
+                                "Job Type for the\nfollowing input file cannot be determined from "
+                                "its extension:\n\n") +
+                     first +
+                     QStringLiteral("\n\nPlease select a Job Type for this input file or select "
+                                    "None to skip this input file.\n"));
+        const Tavrol_LongJobsQueue& queue = m_window->LongJobsView()->Queue();
+        QCOMPARE(queue.Count(), 1);
+        Tavrol_Job* job = queue.JobAt(0);
+        QCOMPARE(job->InputFilePath, second);
+        QTRY_COMPARE_WITH_TIMEOUT(job->Status, JobStatusRunning, WaitMs);
+        job->Kill();
+        QTRY_COMPARE_WITH_TIMEOUT(queue.Count(), 0, WaitMs);
+    }
+
+    // A client request that asks for confirmation opens the Submit Jobs
+    // dialog with its file and queue; one arriving while the dialog is open
+    // waits and is served after it, in order.
+    void confirmedRequestsWaitForTheDialogInOrder()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        const QString first = TestSupport::WrittenFile(
+            directory.filePath(QStringLiteral("first.gjf")), "#standin sleep=30\n");
+        const QString second = TestSupport::WrittenFile(
+            directory.filePath(QStringLiteral("second.gjf")), "#standin sleep=30\n");
+        Tavrol_JobType::RemoveAll();
+        Tavrol_JobType standin(0, QStringLiteral("Standin"), QStringLiteral("Standin App"),
+                               TestSupport::FixturePath(QStringLiteral("gaussian/g16/g16")),
+                               QStringLiteral("Long"), QStringLiteral("@EXEFILE @INFILE @OUTFILE"),
+                               QStringLiteral("Input Files (*.gjf)"),
+                               QStringLiteral("Output Files (*.log)"), QString());
+        Tavrol_JobType::Add(standin);
+        m_window->ReloadJobTypes();
+        const auto request = [](const QString& file) {
+            return TestSupport::RequestOf("action=submitjob\nconfirmaction=yes\njobqueue=Long\n"
+                                          "jobinputfile=" +
+                                          file.toLocal8Bit() + "\n");
+        };
+        Tavrol_OpenFilesDialog* dialog = Tavrol_OpenFilesDialog::Global();
+        QList<QStringList> shown;
+        QList<int> targets;
+        bool secondWaited = false;
+        std::function<void()> answer;
+        answer = [&] {
+            shown.append(dialog->AllFilePaths());
+            targets.append(dialog->DestQueue());
+            if (shown.size() == 1) {
+                m_window->SubmitRequestedJob(request(second));
+                secondWaited = m_window->LongJobsView()->Queue().Count() == 0;
+                QTimer::singleShot(0, dialog, answer);
+            }
+            dialog->SubmitButton()->click();
+        };
+        QTimer::singleShot(0, dialog, answer);
+        m_window->SubmitRequestedJob(request(first));
+        QVERIFY(secondWaited);
+        QCOMPARE(shown, QList<QStringList>({{first}, {second}}));
+        QCOMPARE(targets, QList<int>({1, 1}));
+        const Tavrol_LongJobsQueue& queue = m_window->LongJobsView()->Queue();
+        QCOMPARE(queue.Count(), 2);
+        QCOMPARE(queue.JobAt(0)->InputFilePath, first);
+        QCOMPARE(queue.JobAt(1)->InputFilePath, second);
+        while (queue.Count() > 0) {
+            const int before = queue.Count();
+            Tavrol_Job* job = queue.JobAt(0);
+            QTRY_COMPARE_WITH_TIMEOUT(job->Status, JobStatusRunning, WaitMs);
+            job->Kill();
+            QTRY_COMPARE_WITH_TIMEOUT(queue.Count(), before - 1, WaitMs);
+        }
     }
 
     void trayIconTakesIconTitleAndMenu()
