@@ -1,6 +1,7 @@
 #include "jobtypes/newjobtypewidget.h"
 
 #include "platform/helpdialog.h"
+#include "platform/widgetutil.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -34,16 +35,6 @@ Tavrol_NewJobTypeWidget::BrowseFunction& Browse()
     return function;
 }
 
-// The labels share one width, so that the controls line up.
-void MatchMinimumWidths(const std::vector<QLabel*>& labels)
-{
-    int width = 0;
-    for (const QLabel* label : labels)
-        width = std::max(width, label->sizeHint().width());
-    for (QLabel* label : labels)
-        label->setMinimumWidth(width);
-}
-
 } // namespace
 
 Tavrol_NewJobTypeWidget::Tavrol_NewJobTypeWidget(QWidget* parent) : QDialog(parent)
@@ -62,7 +53,7 @@ void Tavrol_NewJobTypeWidget::BuildControls()
 {
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(10);
-    std::vector<QLabel*> labels;
+    QList<QWidget*> labels;
     const auto row = [&](const QString& text, QWidget* control, QWidget* extra = nullptr,
                          bool stretchAfter = false) {
         auto* rowLayout = new QHBoxLayout();
@@ -100,7 +91,7 @@ void Tavrol_NewJobTypeWidget::BuildControls()
     row(QStringLiteral("Input File Filter:  "), m_inputFilterEdit);
     row(QStringLiteral("Output File Filter:  "), m_outputFilterEdit);
     row(QStringLiteral("Environment Variables:  "), m_environmentEdit);
-    MatchMinimumWidths(labels);
+    Quolix_WidgetUtil::MatchMinimumWidths(true, labels);
 }
 
 void Tavrol_NewJobTypeWidget::BuildButtons()

@@ -8,6 +8,7 @@
 #include "platform/helpdialog.h"
 #include "platform/registry.h"
 #include "platform/treewidget.h"
+#include "platform/widgetutil.h"
 #include "window/appwindow.h"
 
 #include <QCheckBox>
@@ -156,10 +157,7 @@ QLayout* Tavrol_OpenFilesDialog::MakeChoiceRows()
     auto* help = new QPushButton(QStringLiteral("&Help"));
     Quolix_HelpDialog::Global()->ConnectButton(help,
                                                QStringLiteral("tavrol/openfiles_adv_filelist"));
-    const int labelWidth =
-        std::max(openAsLabel->minimumSizeHint().width(), targetLabel->minimumSizeHint().width());
-    openAsLabel->setMinimumWidth(labelWidth);
-    targetLabel->setMinimumWidth(labelWidth);
+    Quolix_WidgetUtil::MatchMinimumWidths(true, {openAsLabel, targetLabel});
     auto* rows = new QVBoxLayout;
     auto* openAsRow = new QHBoxLayout;
     openAsRow->addWidget(openAsLabel);
@@ -637,16 +635,15 @@ QStringList Tavrol_OpenFilesDialog::BrowseOwnDialog(const QString& filters, cons
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setModal(true);
     dialog.setOption(QFileDialog::DontUseNativeDialog, true);
+    dialog.setOption(QFileDialog::DontUseCustomDirectoryIcons, true);
     // The sidebar offers the scratch directory and the recent directories.
-    QList<QUrl> places;
-    const QString scratch = Quolix_FileSys::FindGaussScrDirPath(false, false);
-    if (!scratch.isEmpty())
-        places.append(QUrl::fromLocalFile(scratch));
-    for (const QString& dir : Quolix_Registry::GetRecentDirs())
-        places.append(QUrl::fromLocalFile(dir));
-    if (!places.isEmpty())
-        dialog.setSidebarUrls(dialog.sidebarUrls() + places);
-    if (dialog.exec() != QDialog::Accepted)
+    Quolix_WidgetUtil::PrepQFileDialog(dialog, Quolix_FileSys::FindGaussScrDirPath(false, false),
+                                       Quolix_Registry::GetRecentDirs());
+    const QString windowKeys = QStringLiteral("Non-Custom QFileDialog, ");
+    Quolix_WidgetUtil::LoadWindowSettings(dialog, SettingsSection, windowKeys);
+    const bool accepted = dialog.exec() == QDialog::Accepted;
+    Quolix_WidgetUtil::SaveWindowSettings(dialog, SettingsSection, windowKeys);
+    if (!accepted)
         return QStringList();
     chosenFilter = dialog.selectedNameFilter();
     return dialog.selectedFiles();

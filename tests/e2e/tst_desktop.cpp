@@ -426,6 +426,103 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(Grab(viewer, environment) != before, 20000);
     }
 
+    // A client that asks for confirmation meets the Submit Jobs dialog: the
+    // job runs once the user submits it, a request that comes meanwhile
+    // waits its turn, and a cancelled dialog makes no job.
+    void guiConfirmedRequestsGoThroughTheSubmitJobsDialog()
+    {
+        VirtualDisplay display;
+        QVERIFY(display.Start(m_xvfb));
+        Home home;
+        QProcessEnvironment environment = home.Environment(true);
+        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        environment.insert(QStringLiteral("DISPLAY"), display.Name());
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        const auto input = [&home](const QString& name) {
+            return E2E::WriteFile(home.File(name), "#standin sleep=0\n");
+        };
+        const QString first = input(QStringLiteral("first.gjf"));
+        const QString second = input(QStringLiteral("second.gjf"));
+        const QString third = input(QStringLiteral("third.gjf"));
+        const QString fourth = input(QStringLiteral("fourth.gjf"));
+
+        QProcess gui;
+        gui.setProcessEnvironment(environment);
+        gui.setWorkingDirectory(home.Path());
+        gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        gui.setStandardOutputFile(QProcess::nullDevice());
+        gui.start(TestSupport::TavrolBinary(), {});
+        QVERIFY(gui.waitForStarted(10000));
+        const auto stop = qScopeGuard([&gui] {
+            gui.kill();
+            gui.waitForFinished(10000);
+        });
+        QVERIFY2(VisibleWindows(MainWindowTitle, environment, true).size() == 1,
+                 "the main window did not appear");
+
+        E2E::Listener listener;
+        const quint16 guiPort = quint16(Quolix_ComputerData::TavrolGUIPortNumber());
+        const auto request = [&](const QString& file, bool confirm) {
+            QByteArray message =
+                E2E::Submission(listener.Port(), QStringLiteral("Gaussian"), QStringLiteral("long"),
+                                file, QStringLiteral("named"));
+            if (confirm)
+                message += "\nconfirmaction=yes";
+            return SendRequest(message, guiPort);
+        };
+        const QString dialogTitle = QStringLiteral("Submit Jobs");
+
+        QVERIFY(request(first, true));
+        QStringList dialogs = VisibleWindows(dialogTitle, environment, true);
+        QVERIFY2(dialogs.size() == 1, "the Submit Jobs dialog did not appear");
+        // The instance has taken the second request once its connection is
+        // closed; it is served only after the dialog.
+        QVERIFY(request(second, false));
+        QVERIFY(listener.Messages().isEmpty());
+
+        // Submit is the first button of the bottom row, at the left.
+        const QString dialog = dialogs.first();
+        const CommandResult geometry = RunCommand(
+            m_xdotool, {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), dialog},
+            environment, 30000);
+        const QRegularExpressionMatch height = QRegularExpression(QStringLiteral("HEIGHT=(\\d+)"))
+                                                   .match(QString::fromLatin1(geometry.output));
+        QVERIFY2(height.hasMatch(), geometry.output.constData());
+        QCOMPARE(Run(m_xdotool,
+                     {QStringLiteral("mousemove"), QStringLiteral("--window"), dialog,
+                      QStringLiteral("45"), QString::number(height.captured(1).toInt() - 26),
+                      QStringLiteral("click"), QStringLiteral("1")},
+                     environment),
+                 0);
+        QTRY_VERIFY_WITH_TIMEOUT(VisibleWindows(dialogTitle, environment, false).isEmpty(), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(listener.Messages().size(), 2, 30000);
+        const QByteArray submitted = listener.Messages().at(0);
+        const QByteArray waited = listener.Messages().at(1);
+        QVERIFY2(submitted.contains("action=jobfinished\n"), submitted.constData());
+        QVERIFY2(submitted.contains("jobstatus=completed\n"), submitted.constData());
+        QVERIFY2(submitted.contains(("jobinputfile=" + first + "\n").toUtf8()),
+                 submitted.constData());
+        QVERIFY2(waited.contains(("jobinputfile=" + second + "\n").toUtf8()), waited.constData());
+
+        // Cancelled: no job, and the instance serves the next client.
+        QVERIFY(request(third, true));
+        dialogs = VisibleWindows(dialogTitle, environment, true);
+        QVERIFY2(dialogs.size() == 1, "the Submit Jobs dialog did not appear again");
+        QCOMPARE(Run(m_xdotool,
+                     {QStringLiteral("windowfocus"), QStringLiteral("--sync"), dialogs.first()},
+                     environment),
+                 0);
+        QCOMPARE(Run(m_xdotool, {QStringLiteral("key"), QStringLiteral("Escape")}, environment), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(VisibleWindows(dialogTitle, environment, false).isEmpty(), 20000);
+        QVERIFY(request(fourth, false));
+        QTRY_COMPARE_WITH_TIMEOUT(listener.Messages().size(), 3, 30000);
+        const QByteArray after = listener.Messages().at(2);
+        QVERIFY2(after.contains(("jobinputfile=" + fourth + "\n").toUtf8()), after.constData());
+        for (const QByteArray& message : listener.Messages())
+            QVERIFY2(!message.contains("third.gjf"), message.constData());
+        QCOMPARE(gui.state(), QProcess::Running);
+    }
+
     // "-help" in the GUI: the usage stays on the screen in the start-up
     // window, titled like the program, until the user closes it; then the
     // process ends with 0.

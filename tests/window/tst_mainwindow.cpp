@@ -3,6 +3,8 @@
 // answered from here, the project file checks and the save dialog, the
 // placement on a small desktop, and the help viewer.
 
+#include "realuser.h"
+
 #include "app/globals.h"
 #include "app/settings.h"
 #include "jobs/job.h"
@@ -143,26 +145,6 @@ QPushButton* ButtonNamed(QMainWindow* window, const QString& text)
     }
     return nullptr;
 }
-
-// The real user id of another user while it lives: the system's access
-// checks follow the real user, and root stays the effective user, so it can
-// take its own id back.
-class RealUser
-{
-public:
-    explicit RealUser(uid_t uid) : m_taken(::setreuid(uid, uid_t(-1)) == 0) {}
-    ~RealUser()
-    {
-        if (m_taken && ::setreuid(0, uid_t(-1)) != 0)
-            qFatal("could not take back the real user id of root");
-    }
-    RealUser(const RealUser&) = delete;
-    RealUser& operator=(const RealUser&) = delete;
-    bool Taken() const { return m_taken; }
-
-private:
-    bool m_taken;
-};
 
 } // namespace
 
@@ -618,10 +600,9 @@ private slots:
 
         std::optional<RealUser> nobody;
         if (geteuid() == 0) {
-            constexpr uid_t NobodyID = 65534;
             QCOMPARE(::chmod(QFile::encodeName(directory.path()).constData(), 0755), 0);
-            QCOMPARE(::chown(QFile::encodeName(readOnly).constData(), NobodyID, NobodyID), 0);
-            nobody.emplace(NobodyID);
+            QCOMPARE(::chown(QFile::encodeName(readOnly).constData(), NobodyUid, NobodyUid), 0);
+            nobody.emplace(NobodyUid);
             QVERIFY(nobody->Taken());
         }
         answerer.Queue(QMessageBox::Ok);
