@@ -2,19 +2,22 @@
 # Pictures of the desktop window for the documentation. Starts its own X
 # server (Xvfb), runs Tavrol there with the stand-in chemistry programs of
 # tests/fixtures and jobs in every state, and writes one PNG per tab, one of
-# the about box and one of the help viewer.
+# the about box, one of the help viewer, and one of every context menu and
+# dialog (those the window's own picture taker, tavrol_screens, opens).
 #
 #   bash scripts/screenshots.sh [OUTPUT_DIR] [BUILD_DIR]
 #
 # OUTPUT_DIR defaults to docs/screenshots, BUILD_DIR to build. Needs Xvfb and
 # xdotool (scripts/install-deps.sh) and a build with -DTAVROL_BUILD_TESTS=ON,
-# which makes the small X helper tavrol_xtool that takes the pictures.
+# which makes the small X helper tavrol_xtool that takes the pictures of the
+# tabs, and tavrol_screens: Tavrol itself, which once asked opens its menus
+# and dialogs one by one and writes their pictures.
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 out=$(realpath -m "${1:-$root/docs/screenshots}")
 build=$(realpath -m "${2:-$root/build}")
-tavrol="$build/src/tavrol"
+tavrol="$build/tests/tavrol_screens"
 xtool="$build/tests/tavrol_xtool"
 fixtures="$root/tests/fixtures"
 for tool in "$tavrol" "$xtool"; do
@@ -51,7 +54,9 @@ export GAUSS_EXEDIR="$fixtures/gaussian/g16" TAVROL_OMBRIX_EXE="$fixtures/ombrix
 mkdir -p "$HOME/prefs" "$HOME/.config" "$HOME/jobs"
 unset STANDIN_EXIT STANDIN_SLEEP STANDIN_CRASH WAYLAND_DISPLAY
 
-(cd "$HOME" && exec "$tavrol") >/dev/null 2>&1 &
+export TAVROL_SCREENS_DIR="$out" TAVROL_SCREENS_START="$work/start"
+rm -f "$out/screens.done"
+(cd "$HOME" && exec "$tavrol") 2>/dev/null &
 pids+=($!)
 window=$(timeout 30 xdotool search --sync --onlyvisible --name '^TavrolGUI 1\.1\.15, ' | head -n 1)
 [ -n "$window" ] || { echo "screenshots.sh: the window did not appear" >&2; exit 1; }
@@ -129,3 +134,10 @@ xdotool windowfocus --sync "$about" key Return
 xdotool mousemove --window "$window" "$help_x" "$buttons_y" click 1
 help=$(timeout 20 xdotool search --sync --onlyvisible --name '^Tavrol Help' | head -n 1)
 grab "$help" help-viewer.png
+"$xtool" close "$help"
+
+# The menus and dialogs, pictured by Tavrol itself.
+touch "$TAVROL_SCREENS_START"
+for _ in $(seq 600); do [ -e "$out/screens.done" ] && break; sleep 0.2; done
+[ -e "$out/screens.done" ] || { echo "screenshots.sh: the menus and dialogs were not pictured" >&2; exit 1; }
+rm -f "$out/screens.done"
