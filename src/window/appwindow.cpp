@@ -13,6 +13,7 @@
 #include "processes/runningjobswidget.h"
 #include "server/requestserver.h"
 #include "store/database_manager.h"
+#include "store/recoverycopy.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
@@ -247,12 +248,16 @@ bool Tavrol_AppWindow::Start()
     }
     RestoreLastDirectory();
     const QString projectPath = StartupProjectPath(ExistingRecentProjects());
-    if (!projectPath.isEmpty() && QFile::exists(projectPath)) {
+    if (OfferRecovery(projectPath)) {
+        // the project as it was when the last process ended abnormally
+    } else if (!projectPath.isEmpty() && QFile::exists(projectPath)) {
         if (!OpenProject(projectPath))
             NewProject(projectPath);
     } else {
         NewProject(projectPath);
     }
+    if (m_recovery)
+        m_recovery->Watch();
     RestoreToolBarState();
     UpdateCaption();
     if (m_mainWindow)
@@ -411,6 +416,8 @@ void Tavrol_AppWindow::ExitSlot()
         return;
     m_cancelClose = false;
     if (SaveIfModified() != ProjectSaveCancelled) {
+        if (m_recovery)
+            m_recovery->Finish(); // a normal end leaves no recovery copy
         if (m_longView)
             m_longView->PauseAndKillRunningJobs();
         if (m_shortView)
