@@ -26,6 +26,9 @@ constexpr int ShortestIntervalMs = 2000;
 constexpr int IntervalPerWriteTime = 10;
 constexpr int LongestIntervalMs = 60000;
 
+// The copy that the commit observer serves; there is one observer at a time.
+const Tavrol_RecoveryCopy* Watcher = nullptr;
+
 QString StateHome()
 {
     const QString state = qEnvironmentVariable("XDG_STATE_HOME");
@@ -45,8 +48,7 @@ Tavrol_RecoveryCopy::Tavrol_RecoveryCopy(QObject* parent) : QObject(parent)
 
 Tavrol_RecoveryCopy::~Tavrol_RecoveryCopy()
 {
-    if (m_watching)
-        Quolix_Database_Foundation::SetCommitObserver({});
+    StopWatching();
     // The copy stays: only Finish, the normal end, removes it.
     if (m_lockDescriptor >= 0)
         close(m_lockDescriptor);
@@ -109,7 +111,7 @@ void Tavrol_RecoveryCopy::Discard()
 
 void Tavrol_RecoveryCopy::Watch()
 {
-    m_watching = true;
+    Watcher = this;
     Quolix_Database_Foundation::SetCommitObserver([this] {
         // Commits come by the thousand: only the first after a write counts.
         if (m_changePending.exchange(true))
@@ -120,6 +122,14 @@ void Tavrol_RecoveryCopy::Watch()
             QMetaObject::invokeMethod(this, &Tavrol_RecoveryCopy::ChangedSlot,
                                       Qt::QueuedConnection);
     });
+}
+
+void Tavrol_RecoveryCopy::StopWatching()
+{
+    if (Watcher != this)
+        return;
+    Quolix_Database_Foundation::SetCommitObserver({});
+    Watcher = nullptr;
 }
 
 void Tavrol_RecoveryCopy::ChangedSlot()
@@ -170,9 +180,7 @@ void Tavrol_RecoveryCopy::AdaptInterval()
 void Tavrol_RecoveryCopy::Finish()
 {
     m_timer.stop();
-    if (m_watching)
-        Quolix_Database_Foundation::SetCommitObserver({});
-    m_watching = false;
+    StopWatching();
     Discard();
     if (Claimed())
         QFile::remove(m_copyPath + QStringLiteral(".lock"));

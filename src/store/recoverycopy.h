@@ -61,13 +61,13 @@ signals:
 private:
     void ChangedSlot();
     void Release();
+    void StopWatching();
     void AdaptInterval();
 
     QTimer m_timer;
     QString m_projectFilePath;
     QString m_copyPath;
     int m_lockDescriptor = -1;
-    bool m_watching = false;
     std::atomic<bool> m_changePending{false};
     int m_writeCount = 0;
     qint64 m_lastWriteMicroseconds = 0;

@@ -76,6 +76,9 @@ Tavrol_AppWindow::Tavrol_AppWindow(QObject* parent, Qt::WindowFlags flags) : QOb
 // The views, and the queues and jobs inside them, go before the window.
 Tavrol_AppWindow::~Tavrol_AppWindow()
 {
+    // An orderly end is a normal one: only a crash or a kill leaves a copy.
+    if (m_recovery)
+        m_recovery->Finish();
     delete m_longView;
     m_longView = nullptr;
     delete m_shortView;
