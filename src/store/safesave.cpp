@@ -205,7 +205,8 @@ Tavrol_SafeSaveResult SaveHandle(sqlite3* handle, const QString& path)
     const QByteArray temporary = WriteTemporary(handle, path, &result.Problem);
     if (temporary.isEmpty())
         return result;
-    if (Examine(path) == Tavrol_PathContent::OtherFile) {
+    // An empty file holds nothing to keep.
+    if (QFileInfo(path).size() > 0 && Examine(path) == Tavrol_PathContent::OtherFile) {
         const QString backupPath = BackupPathFor(path);
         if (!KeepAsBackup(path, backupPath, &result.Problem)) {
             unlink(temporary.constData());
