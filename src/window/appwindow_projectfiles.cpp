@@ -9,6 +9,7 @@
 #include "processes/finishedjobswidget.h"
 #include "store/database.h"
 #include "store/database_manager.h"
+#include "store/recoverycopy.h"
 #include "store/safesave.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
@@ -329,6 +330,9 @@ bool Tavrol_AppWindow::WriteProject(const QString& path)
     database->Modified = false;
     AddToRecentProjects(path);
     UpdateCaption();
+    // The file now holds everything: the copy goes, also under a new name.
+    if (m_recovery)
+        m_recovery->WriteNow();
     return true;
 }
 

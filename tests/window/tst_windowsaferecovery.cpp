@@ -212,6 +212,22 @@ private slots:
         QCOMPARE(ReadBytes(input), GaussianInput);
     }
 
+    void aSaveRemovesTheCopy()
+    {
+        QVERIFY(m_window->Start());
+        Tavrol_RecoveryCopy* copy = m_window->RecoveryCopy();
+        QVERIFY(copy);
+        Current()->Modified = true;
+        copy->WriteNow();
+        const QString unnamed = Tavrol_RecoveryCopy::PathFor(QString());
+        QVERIFY(QFile::exists(unnamed));
+        const QString path = m_dir.filePath(QStringLiteral("saved.tvrl"));
+        QVERIFY(m_window->WriteProject(path));
+        QVERIFY(!QFile::exists(unnamed));
+        QVERIFY(!QFile::exists(Tavrol_RecoveryCopy::PathFor(path)));
+        QCOMPARE(copy->CopyPath(), Tavrol_RecoveryCopy::PathFor(path));
+    }
+
     void yesRecoversTheCopyAsAModifiedProject()
     {
         QVERIFY(LeaveRecoveryCopy());
