@@ -142,6 +142,7 @@ Tavrol_RawArguments ScanRawArguments(int argc, const char* const* argv)
     MarkLauncherArgument(argc, argv, &scan.launcherArgument);
     scan.runMode = ScanRunMode(argc, argv);
     scan.noEventLoop = HasArgument(argc, argv, "-noeventloop");
+    scan.noRecovery = HasArgument(argc, argv, "-norecovery");
     scan.showProgress = ScanShowProgress(argc, argv, scan.runMode);
     return scan;
 }
@@ -272,6 +273,7 @@ int TavrolMain(int argc, char** argv)
     const Tavrol_RawArguments scan = ScanRawArguments(argc, argv);
     RunMode = scan.runMode;
     NoEventLoop = scan.noEventLoop;
+    NoRecovery = scan.noRecovery;
 
     // An instance of the same kind already listens: leave it alone.
     if (TestRunningInstance(IsGUIRunMode(), IsGUIRunMode()))

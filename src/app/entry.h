@@ -11,6 +11,7 @@ struct Tavrol_RawArguments
     int launcherArgument = -1; // index of the first argument holding "-psn_", or -1
     int runMode = 0;
     bool noEventLoop = false;
+    bool noRecovery = false; // "-norecovery": no recovery copy of the project
     int showProgress = 1;
 };
 

@@ -2,6 +2,7 @@
 
 int RunMode = RunModeGUI;
 bool NoEventLoop = false;
+bool NoRecovery = false;
 int ShowProgress = 2;
 int ExitStatusHint = 0;
 QString StartupFilePath;

@@ -27,6 +27,7 @@ enum Tavrol_RunModeValue
 
 extern int RunMode;
 extern bool NoEventLoop;
+extern bool NoRecovery;    // "-norecovery": the project gets no recovery copy
 extern int ShowProgress;   // 0 never, 1 always, 2 some
 extern int ExitStatusHint; // 2 a named file is missing, 3 help was shown
 extern QString StartupFilePath;

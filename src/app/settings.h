@@ -20,4 +20,6 @@ inline const QString LastDirectoryPath = QStringLiteral("/Files/Last_Directory_P
 inline const QString RecentProjects = QStringLiteral("/Files/Recent_Projects");
 inline const QString RecentJobInputFiles = QStringLiteral("/Files/Recent_Job_Input_Files");
 inline const QString ToolBarState = QStringLiteral("/Main_Window/ToolBar_State_0");
+// false switches the recovery copy of the project off; missing means true.
+inline const QString RecoveryCopies = QStringLiteral("/Recovery/Copies");
 } // namespace Tavrol_SettingsKeys

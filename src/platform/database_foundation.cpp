@@ -13,6 +13,12 @@ namespace {
 
 const char* const MemoryDatabaseName = ":memory:";
 
+std::function<void()>& CommitObserver()
+{
+    static std::function<void()> observer;
+    return observer;
+}
+
 // True when the connection registered under name is the one behind driver, so
 // that one object never removes a connection that another has taken over.
 bool IsRegisteredTo(const QString& name, const QSqlDriver* driver)
@@ -81,7 +87,14 @@ bool Quolix_Database_Foundation::Commit()
         return false;
     }
     Modified = true;
+    if (const std::function<void()>& observer = CommitObserver())
+        observer();
     return true;
+}
+
+void Quolix_Database_Foundation::SetCommitObserver(std::function<void()> observer)
+{
+    CommitObserver() = std::move(observer);
 }
 
 bool Quolix_Database_Foundation::SelectAll(QSqlTableModel& model)

@@ -69,6 +69,10 @@ public:
     // Commits the transaction the caller began on Database. A successful
     // commit marks the project as modified.
     bool Commit();
+    // Called after every successful commit of any database, on the thread
+    // that committed; one observer at most, none when observer is empty. The
+    // recovery copy learns this way that the store has changed.
+    static void SetCommitObserver(std::function<void()> observer);
     // Selects and fetches every row, not only the driver's first batch.
     bool SelectAll(QSqlTableModel& model);
     QString LastErrorMessage() const;

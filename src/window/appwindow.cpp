@@ -14,6 +14,7 @@
 #include "server/jobtypeselection.h"
 #include "server/requestserver.h"
 #include "store/database_manager.h"
+#include "store/recoverycopy.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
@@ -78,6 +79,9 @@ Tavrol_AppWindow::Tavrol_AppWindow(QObject* parent, Qt::WindowFlags flags) : QOb
 // The views, and the queues and jobs inside them, go before the window.
 Tavrol_AppWindow::~Tavrol_AppWindow()
 {
+    // An orderly end is a normal one: only a crash or a kill leaves a copy.
+    if (m_recovery)
+        m_recovery->Finish();
     delete m_longView;
     m_longView = nullptr;
     delete m_shortView;
@@ -250,12 +254,16 @@ bool Tavrol_AppWindow::Start()
     }
     RestoreLastDirectory();
     const QString projectPath = StartupProjectPath(ExistingRecentProjects());
-    if (!projectPath.isEmpty() && QFile::exists(projectPath)) {
+    if (OfferRecovery(projectPath)) {
+        // the project as it was when the last process ended abnormally
+    } else if (!projectPath.isEmpty() && QFile::exists(projectPath)) {
         if (!OpenProject(projectPath))
             NewProject(projectPath);
     } else {
         NewProject(projectPath);
     }
+    if (m_recovery)
+        m_recovery->Watch();
     RestoreToolBarState();
     UpdateCaption();
     if (m_mainWindow)
@@ -414,6 +422,8 @@ void Tavrol_AppWindow::ExitSlot()
         return;
     m_cancelClose = false;
     if (SaveIfModified() != ProjectSaveCancelled) {
+        if (m_recovery)
+            m_recovery->Finish(); // a normal end leaves no recovery copy
         if (m_longView)
             m_longView->PauseAndKillRunningJobs();
         if (m_shortView)

@@ -30,6 +30,7 @@ class Tavrol_JobTypesWidget;
 class Tavrol_JobsWidget;
 class Tavrol_LongJobsQueueWidget;
 class Tavrol_QueuelessJobsWidget;
+class Tavrol_RecoveryCopy;
 class Tavrol_RequestServer;
 class Tavrol_RunningJobsWidget;
 class Tavrol_ShortJobsQueueWidget;
@@ -103,6 +104,8 @@ public:
     // The client names that the request server has seen.
     const QStringList& ClientNameList() const;
     Tavrol_RequestServer* RequestServer() const { return m_server; }
+    // The project's recovery copy; null with "-norecovery" or the setting off.
+    Tavrol_RecoveryCopy* RecoveryCopy() const { return m_recovery; }
 
     // Where Show puts a window of that size: centred on the available
     // desktop, but never left of or above 10.
@@ -154,6 +157,14 @@ private:
                             const QStringList& names);
 
     bool ProjectFileUsable(const QString& path) const;
+    bool TakeLoadedProject();
+    // The recovery copy (appwindow_recovery.cpp).
+    static bool RecoveryWanted();
+    bool OfferRecovery(const QString& projectPath);
+    bool RecoverProject(const QString& projectPath, const QString& copyPath);
+    void EndQueuelessJobsOfCrash();
+    void ReportSaveFailure(const QString& path, const QString& problem) const;
+    void ReportBackup(const QString& backupPath) const;
     QString AskProjectFilePath() const;
 
     bool m_cancelClose = false;
@@ -181,4 +192,5 @@ private:
     QAction* m_hideAction = nullptr;
     QAction* m_exitAction = nullptr;
     Tavrol_RequestServer* m_server = nullptr;
+    Tavrol_RecoveryCopy* m_recovery = nullptr; // null when switched off
 };

@@ -9,6 +9,8 @@
 #include "processes/finishedjobswidget.h"
 #include "store/database.h"
 #include "store/database_manager.h"
+#include "store/recoverycopy.h"
+#include "store/safesave.h"
 #include "views/longjobsqueuewidget.h"
 #include "views/queuelessjobswidget.h"
 #include "views/shortjobsqueuewidget.h"
@@ -171,6 +173,21 @@ bool Tavrol_AppWindow::OpenProject(const QString& path)
     }
     manager->LoadFromFile(path, database);
     database->Modified = false;
+    if (!TakeLoadedProject())
+        return false;
+    AddToRecentProjects(path);
+    return true;
+}
+
+// The version check, the job id sequence and the views, for a project just
+// loaded into the current database. A project this program cannot use is
+// closed, with no message.
+bool Tavrol_AppWindow::TakeLoadedProject()
+{
+    Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
+    Tavrol_Database* database = manager->CurrentDatabase;
+    if (!database)
+        return false;
     QString versionText;
     bool isNumber = false;
     const bool versionRead = database->GetGeneralData(QStringLiteral("Version"), versionText);
@@ -195,7 +212,6 @@ bool Tavrol_AppWindow::OpenProject(const QString& path)
     ReloadShortQueue();
     ReloadFinishedJobs();
     ReloadJobTypes();
-    AddToRecentProjects(path);
     return true;
 }
 
@@ -290,10 +306,21 @@ QString Tavrol_AppWindow::WithProjectExtension(const QString& typed)
 
 // Every save ends by loading the file just written into a new memory
 // database, so what is worked on afterwards is what the file holds.
+//
+// The file is replaced only by a complete copy, and a file that is no project
+// is kept under a backup name first. A save that fails keeps the project in
+// memory as it is and says why.
 bool Tavrol_AppWindow::WriteProject(const QString& path)
 {
     Tavrol_Database_Manager* manager = Tavrol_Database_Manager::Instance();
-    manager->SaveToFile(Tavrol_Database_Manager::Current(), path);
+    const Tavrol_SafeSaveResult saved =
+        Tavrol_SafeSave::SaveDatabase(Tavrol_Database_Manager::Current(), path);
+    if (!saved.Saved) {
+        ReportSaveFailure(path, saved.Problem);
+        return false;
+    }
+    if (!saved.BackupPath.isEmpty())
+        ReportBackup(saved.BackupPath);
     manager->CloseAll();
     SetLastDirectory(QFileInfo(path).absolutePath());
     Tavrol_Database* database = OpenFreshDatabase(path);
@@ -303,7 +330,41 @@ bool Tavrol_AppWindow::WriteProject(const QString& path)
     database->Modified = false;
     AddToRecentProjects(path);
     UpdateCaption();
+    // The file now holds everything: the copy goes, also under a new name.
+    if (m_recovery)
+        m_recovery->WriteNow();
     return true;
+}
+
+void Tavrol_AppWindow::ReportSaveFailure(const QString& path, const QString& problem) const
+{
+    if (m_mainWindow) {
+        QMessageBox::warning(m_mainWindow, QStringLiteral("Saving a Tavrol Project File"),
+                             QStringLiteral("The project could not be saved to:\n\n%1\n\n(%2)\n\n"
+                                            "The project stays open: nothing was lost.")
+                                 .arg(path, problem),
+                             QMessageBox::Ok);
+        return;
+    }
+    std::printf("<Tavrol> The project could not be saved to %s (%s); it stays open, nothing "
+                "was lost.\n",
+                path.toLocal8Bit().constData(), problem.toLocal8Bit().constData());
+    std::fflush(stdout);
+}
+
+void Tavrol_AppWindow::ReportBackup(const QString& backupPath) const
+{
+    if (m_mainWindow) {
+        QMessageBox::information(m_mainWindow, QStringLiteral("Saving a Tavrol Project File"),
+                                 QStringLiteral("The file was not a Tavrol project. It is kept "
+                                                "as:\n\n%1")
+                                     .arg(backupPath),
+                                 QMessageBox::Ok);
+        return;
+    }
+    std::printf("<Tavrol> The file was not a Tavrol project; it is kept as %s\n",
+                backupPath.toLocal8Bit().constData());
+    std::fflush(stdout);
 }
 
 void Tavrol_AppWindow::UpdateCaption()

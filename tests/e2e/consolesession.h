@@ -44,6 +44,7 @@ public:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("HOME"), Path());
         environment.insert(QStringLiteral("XDG_CONFIG_HOME"), File(QStringLiteral(".config")));
+        environment.insert(QStringLiteral("XDG_STATE_HOME"), File(QStringLiteral(".local/state")));
         environment.insert(QStringLiteral("TAVROLPREFS_DIR"), File(QStringLiteral("prefs")));
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
         environment.insert(QStringLiteral("TERM"), QStringLiteral("xterm"));
