@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -31,6 +33,11 @@ constexpr int LongestPollMs = 1000;
 // The guard keeps cancelling until squeue shows no job of the name, for a
 // submission that was still on its way when the runner died.
 constexpr int GuardCancelSeconds = 30;
+
+// sbatch tries again when the controller was too busy to answer.
+constexpr int SubmitAttempts = 4;
+// Runners of one user share one look at all jobs, taken at most this often.
+constexpr int SharedTableAgeMs = 500;
 
 // The message that tells the guard the job ended in Slurm.
 constexpr char FinishedByte = 'F';
@@ -78,8 +85,10 @@ struct CommandResult
 };
 
 // Runs a Slurm client with `input` on its standard input and collects its
-// standard output; its standard error goes to ours.
-CommandResult RunCommand(std::vector<std::string> words, const std::string& input = std::string())
+// standard output, and its standard error with it when mergeErrors is set
+// (else that goes to ours).
+CommandResult RunCommand(std::vector<std::string> words, const std::string& input = std::string(),
+                         bool mergeErrors = false)
 {
     CommandResult result;
     int in[2];
@@ -96,6 +105,8 @@ CommandResult RunCommand(std::vector<std::string> words, const std::string& inpu
     if (pid == 0) {
         ::dup2(in[0], STDIN_FILENO);
         ::dup2(out[1], STDOUT_FILENO);
+        if (mergeErrors)
+            ::dup2(out[1], STDERR_FILENO);
         ::execvp(argv[0], argv.data());
         _exit(127);
     }
@@ -318,6 +329,25 @@ private:
 
 // ---- Slurm ---------------------------------------------------------------
 
+// The id of the job of this name that Slurm holds, if any.
+std::string JobNamed(const std::string& name)
+{
+    const CommandResult listed = RunCommand({"squeue", "-h", "-n", name, "-o", "%i"});
+    if (!listed.Exited || listed.ExitCode != 0)
+        return std::string();
+    const std::string id = listed.Output.substr(0, listed.Output.find_first_of(" \n"));
+    return id.find_first_not_of("0123456789_") == std::string::npos ? id : std::string();
+}
+
+bool IsBusyController(const std::string& message)
+{
+    for (const char* sign : {"timed out", "Unable to contact", "temporarily", "Connection"}) {
+        if (message.find(sign) != std::string::npos)
+            return true;
+    }
+    return false;
+}
+
 std::string Submit(const Invocation& invocation, const std::string& jobName,
                    const std::string& directory, const std::string& input,
                    const std::string& output)
@@ -330,14 +360,25 @@ std::string Submit(const Invocation& invocation, const std::string& jobName,
     words.push_back("--input=" + input);
     words.push_back("--output=" + output);
     words.push_back("--open-mode=truncate");
-    const CommandResult result = RunCommand(words, BatchScript(invocation.Program));
-    if (!result.Exited || result.ExitCode != 0)
-        return std::string();
-    // "id" or "id;cluster".
-    const std::string id = result.Output.substr(0, result.Output.find_first_of(";\n"));
-    if (id.empty() || id.find_first_not_of("0123456789_") != std::string::npos)
-        return std::string();
-    return id;
+    for (int attempt = 1;; ++attempt) {
+        const CommandResult result = RunCommand(words, BatchScript(invocation.Program), true);
+        if (result.Exited && result.ExitCode == 0) {
+            // "id" or "id;cluster".
+            const std::string id = result.Output.substr(0, result.Output.find_first_of(";\n"));
+            if (!id.empty() && id.find_first_not_of("0123456789_") == std::string::npos)
+                return id;
+        }
+        // A busy controller may have taken the job although sbatch gave up
+        // waiting for its answer: the unique name finds it.
+        const std::string taken = JobNamed(jobName);
+        if (!taken.empty())
+            return taken;
+        if (attempt == SubmitAttempts || !IsBusyController(result.Output)) {
+            WriteAll(STDERR_FILENO, result.Output.data(), result.Output.size());
+            return std::string();
+        }
+        SleepMs(1000 * attempt);
+    }
 }
 
 enum class PollResult
@@ -347,15 +388,143 @@ enum class PollResult
     NoAnswer,
 };
 
-PollResult Poll(const std::string& jobId, JobState& state)
+PollResult PollOne(const std::string& jobId, JobState& state)
 {
-    const CommandResult result = RunCommand({"scontrol", "-o", "show", "job", jobId});
+    const CommandResult result = RunCommand({"scontrol", "-o", "show", "job", jobId}, {}, true);
     if (result.Exited && result.ExitCode == 0 && ParseJobLine(result.Output, state))
         return PollResult::Known;
-    if (result.Exited && result.ExitCode != 0)
+    if (result.Output.find("Invalid job id") != std::string::npos)
         return PollResult::Unknown;
     return PollResult::NoAnswer;
 }
+
+struct timespec Now()
+{
+    struct timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+bool Before(const struct timespec& a, const struct timespec& b)
+{
+    return a.tv_sec < b.tv_sec || (a.tv_sec == b.tv_sec && a.tv_nsec < b.tv_nsec);
+}
+
+long long MillisecondsBetween(const struct timespec& from, const struct timespec& to)
+{
+    return (to.tv_sec - from.tv_sec) * 1000LL + (to.tv_nsec - from.tv_nsec) / 1000000;
+}
+
+// One `scontrol -o show job` of all jobs, shared through a file by every
+// runner of this user and cluster on this host: two hundred waiting runners
+// cost the controller one request every half second, not two hundred.
+class SharedJobTable
+{
+public:
+    SharedJobTable()
+    {
+        const char* configuration = std::getenv("SLURM_CONF");
+        std::ostringstream directory;
+        directory << "/tmp/tavrol-slurm-" << ::getuid();
+        m_directory = directory.str();
+        std::ostringstream key;
+        key << std::hex << std::hash<std::string>()(configuration ? configuration : "");
+        m_table = m_directory + "/jobs-" + key.str();
+        m_lock = m_table + ".lock";
+        ::mkdir(m_directory.c_str(), 0700);
+        // Only a directory of our own, which nobody else can write.
+        struct stat info = {};
+        m_usable = ::lstat(m_directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode) &&
+                   info.st_uid == ::getuid() && (info.st_mode & 0077) == 0;
+    }
+
+    bool Usable() const { return m_usable; }
+
+    // The job as a table taken after `submitted` shows it.
+    PollResult Look(const std::string& jobId, const struct timespec& submitted, JobState& state)
+    {
+        struct timespec taken = {};
+        if (!Refresh(submitted, taken))
+            return PollResult::NoAnswer;
+        const std::string text = ReadTable();
+        const std::string marker = "JobId=" + jobId + " ";
+        for (size_t start = 0; start < text.size();) {
+            const size_t end = std::min(text.find('\n', start), text.size());
+            const std::string line = text.substr(start, end - start);
+            if (line.rfind(marker, 0) == 0)
+                return ParseJobLine(line, state) ? PollResult::Known : PollResult::NoAnswer;
+            start = end + 1;
+        }
+        return Before(taken, submitted) ? PollResult::NoAnswer : PollResult::Unknown;
+    }
+
+private:
+    // Under the lock: takes a new table when the last one is too old or
+    // older than the job. False when the controller did not answer.
+    bool Refresh(const struct timespec& submitted, struct timespec& taken)
+    {
+        const int lock = ::open(m_lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (lock < 0)
+            return false;
+        bool ok = true;
+        if (::flock(lock, LOCK_EX) == 0) {
+            struct stat info = {};
+            const struct timespec now = Now();
+            const bool have = ::stat(m_table.c_str(), &info) == 0;
+            if (!have || Before(info.st_mtim, submitted) ||
+                MillisecondsBetween(info.st_mtim, now) >= SharedTableAgeMs)
+                ok = TakeTable();
+            if (ok && ::stat(m_table.c_str(), &info) == 0)
+                taken = info.st_mtim;
+            else
+                ok = false;
+            ::flock(lock, LOCK_UN);
+        } else {
+            ok = false;
+        }
+        ::close(lock);
+        return ok;
+    }
+
+    bool TakeTable()
+    {
+        const CommandResult result = RunCommand({"scontrol", "-o", "show", "job"}, {}, true);
+        if (!result.Exited || result.ExitCode != 0)
+            return false;
+        const std::string temporary = m_table + ".new";
+        const int fd =
+            ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (fd < 0)
+            return false;
+        const bool written = WriteAll(fd, result.Output.data(), result.Output.size());
+        ::close(fd);
+        return written && ::rename(temporary.c_str(), m_table.c_str()) == 0;
+    }
+
+    std::string ReadTable() const
+    {
+        std::string text;
+        const int fd = ::open(m_table.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return text;
+        char buffer[65536];
+        for (;;) {
+            const ssize_t got = ::read(fd, buffer, sizeof buffer);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0)
+                break;
+            text.append(buffer, static_cast<size_t>(got));
+        }
+        ::close(fd);
+        return text;
+    }
+
+    std::string m_directory;
+    std::string m_table;
+    std::string m_lock;
+    bool m_usable = false;
+};
 
 // Ends this process by the signal, as the program ended; without a core
 // file, which would be this runner's and not the program's.
@@ -398,8 +567,10 @@ constexpr int NoAnswerLimit = 120;
 // A job the controller no longer knows, asked this many times in a row.
 constexpr int UnknownLimit = 5;
 
-int Follow(const std::string& jobId, OutputFollower& follower, int guardPipe, TemporaryFiles& files)
+int Follow(const std::string& jobId, const struct timespec& submitted, OutputFollower& follower,
+           int guardPipe, TemporaryFiles& files)
 {
+    SharedJobTable table;
     int pollMs = FirstPollMs;
     int noAnswers = 0;
     int unknowns = 0;
@@ -408,7 +579,9 @@ int Follow(const std::string& jobId, OutputFollower& follower, int guardPipe, Te
         pollMs = std::min(LongestPollMs, pollMs * 3 / 2);
         follower.CopyNew();
         JobState state;
-        switch (Poll(jobId, state)) {
+        const PollResult result =
+            table.Usable() ? table.Look(jobId, submitted, state) : PollOne(jobId, state);
+        switch (result) {
         case PollResult::NoAnswer:
             if (++noAnswers >= NoAnswerLimit) {
                 Complain("Slurm does not answer about job " + jobId);
@@ -566,15 +739,15 @@ int Run(const Invocation& invocation)
         return ExitSetupFailed;
     }
     const std::string jobId = Submit(invocation, jobName, directory, input, output);
+    // The controller holds the job now: a table taken later lists it.
+    const struct timespec submitted = Now();
     if (jobId.empty()) {
-        // sbatch answered, so there is no job for the guard to cancel.
-        WriteAll(guardPipe, &FinishedByte, 1);
-        ::close(guardPipe);
+        // The guard makes sure that no job of the name was left behind.
         Complain("sbatch could not submit the job");
         return ExitSubmitFailed;
     }
     OutputFollower follower(output);
-    return Follow(jobId, follower, guardPipe, files);
+    return Follow(jobId, submitted, follower, guardPipe, files);
 }
 
 } // namespace TavrolSlurm
