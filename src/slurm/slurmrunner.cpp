@@ -173,7 +173,10 @@ bool NoJobNamed(const std::string& name)
 
 void CancelJobs(const std::string& name)
 {
-    for (int second = 0; second < GuardCancelSeconds; ++second) {
+    // Wall time, not attempts: a controller that is gone makes each client
+    // wait for its own time limit.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(GuardCancelSeconds);
+    while (std::chrono::steady_clock::now() < end) {
         RunCommand({"scancel", "-n", name});
         if (NoJobNamed(name))
             return;
