@@ -34,6 +34,8 @@ constexpr int LongestPollMs = 1000;
 // submission that was still on its way when the runner died.
 constexpr int GuardCancelSeconds = 30;
 
+// sbatch calls at a time from the runners of one user and cluster on a host.
+constexpr int SubmitSlots = 4;
 // sbatch tries again when the controller was too busy to answer.
 constexpr int SubmitAttempts = 4;
 // Runners of one user share one look at all jobs, taken at most this often.
@@ -442,6 +444,7 @@ public:
     }
 
     bool Usable() const { return m_usable; }
+    std::string SlotPath(int slot) const { return m_table + ".submit" + std::to_string(slot); }
 
     // The job as a table taken after `submitted` shows it.
     PollResult Look(const std::string& jobId, const struct timespec& submitted, JobState& state)
@@ -569,6 +572,42 @@ private:
 constexpr int NoAnswerLimit = 120;
 // A job the controller no longer knows, asked this many times in a row.
 constexpr int UnknownLimit = 5;
+
+// One of a few places to submit from: many runners started at once would
+// otherwise swamp the controller with sbatch calls. Held until destroyed.
+class SubmissionSlot
+{
+public:
+    explicit SubmissionSlot(const SharedJobTable& table)
+    {
+        if (!table.Usable())
+            return;
+        for (;;) {
+            for (int slot = 0; slot < SubmitSlots; ++slot) {
+                const int fd = ::open(table.SlotPath(slot).c_str(),
+                                      O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+                if (fd < 0)
+                    return; // no slots: submit at once
+                if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
+                    m_fd = fd;
+                    return;
+                }
+                ::close(fd);
+            }
+            SleepMs(20);
+        }
+    }
+    SubmissionSlot(const SubmissionSlot&) = delete;
+    SubmissionSlot& operator=(const SubmissionSlot&) = delete;
+    ~SubmissionSlot()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+
+private:
+    int m_fd = -1;
+};
 
 int Follow(const std::string& jobId, const struct timespec& submitted, OutputFollower& follower,
            int guardPipe, TemporaryFiles& files)
@@ -741,7 +780,12 @@ int Run(const Invocation& invocation)
         Complain("cannot start the guard that cancels the job");
         return ExitSetupFailed;
     }
-    const std::string jobId = Submit(invocation, jobName, directory, input, output);
+    std::string jobId;
+    {
+        const SharedJobTable table;
+        const SubmissionSlot slot(table);
+        jobId = Submit(invocation, jobName, directory, input, output);
+    }
     // The controller holds the job now: a table taken later lists it.
     const struct timespec submitted = Now();
     if (jobId.empty()) {
