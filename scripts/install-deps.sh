@@ -9,7 +9,7 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ qt6-base-dev libqt6sql6-sqlite libsqlite3-dev
-          qt6-qpa-plugins procps xvfb xdotool valgrind)
+          qt6-qpa-plugins procps xvfb xdotool valgrind slurm-wlm munge)
 for option in "$@"; do
     case "$option" in
     --fuzz) packages+=(clang libclang-rt-14-dev) ;;

@@ -44,6 +44,7 @@ const char* const HelpRows[][2] = {
     {"add long job", "Add a job to the Long queue (or \"submit long job\")."},
     {"add short job", "Add a job to the Short queue (or \"submit short job\")."},
     {"add queueless job", "Add a queueless job (or \"submit queueless job\")."},
+    {"add cluster job type", "Add a job type whose program runs on a Slurm cluster."},
     {"show job N", "Show the fields, status, exit code and times of job N."},
     {"show output N", "Show the output file of job N."},
     {"show log N", "Show the standard output and error captured from job N."},
@@ -283,6 +284,8 @@ bool Tavrol_Console_Worker::ProcessAddedCommand(const QString& command)
         SetQueuePaused(Tavrol_QueueID::Short, false);
     } else if (command == QLatin1String("save")) {
         Save();
+    } else if (command == QLatin1String("add cluster job type")) {
+        AddClusterJobType();
     } else {
         for (const Prefixed& row : prefixed) {
             const QLatin1String words(row.words);

@@ -74,6 +74,7 @@ private:
     void KillOrRemoveJob(const QString& argument, bool killOnly) const;
     void Save() const;
     void SaveAs(const QString& typedPath) const;
+    void AddClusterJobType() const; // console_clustercommand.cpp
 
     Tavrol_Console* m_console = nullptr;
 };

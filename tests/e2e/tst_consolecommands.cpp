@@ -37,6 +37,7 @@ const QString HelpText = QStringLiteral(
     "  add long job               Add a job to the Long queue (or \"submit long job\").\n"
     "  add short job              Add a job to the Short queue (or \"submit short job\").\n"
     "  add queueless job          Add a queueless job (or \"submit queueless job\").\n"
+    "  add cluster job type       Add a job type whose program runs on a Slurm cluster.\n"
     "  show job N                 Show the fields, status, exit code and times of job N.\n"
     "  show output N              Show the output file of job N.\n"
     "  show log N                 Show the standard output and error captured from job N.\n"

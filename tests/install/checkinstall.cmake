@@ -1,5 +1,5 @@
 # Installs the build into a scratch DESTDIR with the prefix /usr and checks
-# that every installed file is there: the two programs, runnable, the man
+# that every installed file is there: the three programs, runnable, the man
 # pages and the bash completion.
 file(REMOVE_RECURSE ${SCRATCH_DIR})
 execute_process(
@@ -12,6 +12,7 @@ endif()
 set(expected
     usr/bin/tavrol
     usr/bin/tavrol-submit
+    usr/bin/tavrol-slurm
     usr/share/man/man1/tavrol.1
     usr/share/man/man1/tavrol-submit.1
     usr/share/bash-completion/completions/tavrol-submit)
