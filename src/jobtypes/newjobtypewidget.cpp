@@ -7,12 +7,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
-#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSizeGrip>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -96,25 +94,12 @@ void Tavrol_NewJobTypeWidget::BuildControls()
 
 void Tavrol_NewJobTypeWidget::BuildButtons()
 {
-    auto* layout = static_cast<QVBoxLayout*>(this->layout());
-    auto* separator = new QFrame(this);
-    separator->setFrameStyle(QFrame::HLine | QFrame::Sunken);
-    layout->addWidget(separator);
-
-    auto* buttons = new QHBoxLayout();
     m_okButton = new QPushButton(tr("Ok"), this);
     m_cancelButton = new QPushButton(tr("Cancel"), this);
     m_helpButton = new QPushButton(tr("Help"), this);
     m_okButton->setEnabled(false);
-    buttons->addStretch(1);
-    buttons->addWidget(m_okButton);
-    buttons->addWidget(m_cancelButton);
-    buttons->addWidget(m_helpButton);
-    buttons->addStretch(1);
-    auto* grip = new QSizeGrip(this);
-    grip->hide();
-    buttons->addWidget(grip, 0, Qt::AlignBottom);
-    layout->addLayout(buttons);
+    Quolix_WidgetUtil::AddButtonRow(*static_cast<QVBoxLayout*>(layout()), *this,
+                                    {m_okButton, m_cancelButton, m_helpButton});
 
     Quolix_HelpDialog::Global()->ConnectButton(m_helpButton, QStringLiteral("tavrol/newjobtype"));
     // The Return key presses none of them.

@@ -6,7 +6,11 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFrame>
+#include <QHBoxLayout>
 #include <QList>
+#include <QPushButton>
+#include <QSizeGrip>
 #include <QUrl>
 #include <QWidget>
 
@@ -33,6 +37,24 @@ void Quolix_WidgetUtil::MatchMinimumWidths(bool useSizeHint, const QList<QWidget
         if (widget)
             widget->setMinimumWidth(width);
     }
+}
+
+void Quolix_WidgetUtil::AddButtonRow(QBoxLayout& layout, QWidget& dialog,
+                                     const QList<QPushButton*>& buttons)
+{
+    auto* separator = new QFrame(&dialog);
+    separator->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+    layout.addWidget(separator);
+
+    auto* row = new QHBoxLayout();
+    row->addStretch(1);
+    for (QPushButton* button : buttons)
+        row->addWidget(button);
+    row->addStretch(1);
+    auto* grip = new QSizeGrip(&dialog);
+    grip->hide();
+    row->addWidget(grip, 0, Qt::AlignBottom);
+    layout.addLayout(row);
 }
 
 void Quolix_WidgetUtil::PrepQFileDialog(QFileDialog& dialog, const QString& scratchDirectory,

@@ -4,7 +4,9 @@
 #include <QString>
 #include <QStringList>
 
+class QBoxLayout;
 class QFileDialog;
+class QPushButton;
 class QWidget;
 
 // Small helpers the dialogs share: lined-up labels, the file browser's
@@ -16,6 +18,11 @@ public:
     // useSizeHint the widths compared are the widgets' size hints, which for
     // a label include its trailing blanks; otherwise their minimum size hints.
     static void MatchMinimumWidths(bool useSizeHint, const QList<QWidget*>& widgets);
+
+    // The foot of a plain dialog: a sunken line, then the buttons centred
+    // between two stretches and a hidden size grip at the bottom right.
+    static void AddButtonRow(QBoxLayout& layout, QWidget& dialog,
+                             const QList<QPushButton*>& buttons);
 
     // Adds the scratch directory and the recent directories, those that
     // exist and are not offered already, to the file dialog's sidebar.

@@ -11,7 +11,6 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QFrame>
 #include <QHBoxLayout>
 #include <QHostAddress>
 #include <QHostInfo>
@@ -19,7 +18,6 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSizeGrip>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -114,11 +112,6 @@ void Tavrol_NewJobWidget::BuildControls()
 
 void Tavrol_NewJobWidget::BuildButtons()
 {
-    auto* layout = static_cast<QVBoxLayout*>(this->layout());
-    auto* separator = new QFrame(this);
-    separator->setFrameStyle(QFrame::HLine | QFrame::Sunken);
-    layout->addWidget(separator);
-
     m_okButton = new QPushButton(QDialog::tr("Ok"), this);
     m_cancelButton = new QPushButton(QDialog::tr("Cancel"), this);
     m_helpButton = new QPushButton(QDialog::tr("Help"), this);
@@ -126,17 +119,8 @@ void Tavrol_NewJobWidget::BuildButtons()
     m_helpButton->setDefault(false);
     m_helpButton->setAutoDefault(false);
     Quolix_HelpDialog::Global()->ConnectButton(m_helpButton, QStringLiteral("tavrol/newjobs"));
-
-    auto* buttons = new QHBoxLayout();
-    buttons->addStretch(1);
-    buttons->addWidget(m_okButton);
-    buttons->addWidget(m_cancelButton);
-    buttons->addWidget(m_helpButton);
-    buttons->addStretch(1);
-    auto* grip = new QSizeGrip(this);
-    grip->hide();
-    buttons->addWidget(grip, 0, Qt::AlignBottom);
-    layout->addLayout(buttons);
+    Quolix_WidgetUtil::AddButtonRow(*static_cast<QVBoxLayout*>(layout()), *this,
+                                    {m_okButton, m_cancelButton, m_helpButton});
 }
 
 void Tavrol_NewJobWidget::Connect()

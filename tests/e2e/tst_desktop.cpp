@@ -115,6 +115,53 @@ private:
     QString m_name;
 };
 
+// A desktop instance of the real binary on an X server of its own, with a
+// home of its own and the stand-in programs; killed when it goes.
+class DesktopInstance
+{
+public:
+    ~DesktopInstance()
+    {
+        if (m_gui.state() == QProcess::NotRunning)
+            return;
+        m_gui.kill();
+        m_gui.waitForFinished(10000);
+    }
+
+    // The X server and the environment that uses it.
+    bool StartDisplay(const QString& xvfb)
+    {
+        if (!m_display.Start(xvfb))
+            return false;
+        m_environment = m_home.Environment(true);
+        m_environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        m_environment.insert(QStringLiteral("DISPLAY"), m_display.Name());
+        m_environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        return true;
+    }
+
+    // The window instance, started in the home directory.
+    bool StartWindow()
+    {
+        m_gui.setProcessEnvironment(m_environment);
+        m_gui.setWorkingDirectory(m_home.Path());
+        m_gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_gui.setStandardOutputFile(QProcess::nullDevice());
+        m_gui.start(TestSupport::TavrolBinary(), {});
+        return m_gui.waitForStarted(10000);
+    }
+
+    const Home& HomeDir() const { return m_home; }
+    const QProcessEnvironment& Environment() const { return m_environment; }
+    QProcess::ProcessState State() const { return m_gui.state(); }
+
+private:
+    VirtualDisplay m_display;
+    Home m_home;
+    QProcessEnvironment m_environment;
+    QProcess m_gui;
+};
+
 QByteArray Line(const char* key, const QString& value)
 {
     return QByteArray(key) + value.toLocal8Bit() + "\n";
@@ -204,14 +251,10 @@ private slots:
     // prompt and runs the next client's job.
     void cancelledSelectionDialogLeavesTheInstanceRunning()
     {
-        VirtualDisplay display;
-        QVERIFY(display.Start(m_xvfb));
-
-        Home home;
-        QProcessEnvironment environment = home.Environment(true);
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("DISPLAY"), display.Name());
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        DesktopInstance instance;
+        QVERIFY(instance.StartDisplay(m_xvfb));
+        const Home& home = instance.HomeDir();
+        const QProcessEnvironment& environment = instance.Environment();
         const QString unknown = E2E::WriteFile(home.File(QStringLiteral("sample.xyz")), "x\n");
         const QString input = E2E::WriteFile(home.File(QStringLiteral("water.gjf")), "w\n");
 
@@ -267,27 +310,14 @@ private slots:
     // The GUI instance as a user and its clients meet it.
     void guiWindowHidesShowsAndRunsJobs()
     {
-        VirtualDisplay display;
-        QVERIFY(display.Start(m_xvfb));
-        Home home;
-        QProcessEnvironment environment = home.Environment(true);
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("DISPLAY"), display.Name());
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        DesktopInstance instance;
+        QVERIFY(instance.StartDisplay(m_xvfb));
+        const Home& home = instance.HomeDir();
+        const QProcessEnvironment& environment = instance.Environment();
         const QString input =
             E2E::WriteFile(home.File(QStringLiteral("water.gjf")), "#standin sleep=3\n");
 
-        QProcess gui;
-        gui.setProcessEnvironment(environment);
-        gui.setWorkingDirectory(home.Path());
-        gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        gui.setStandardOutputFile(QProcess::nullDevice());
-        gui.start(TestSupport::TavrolBinary(), {});
-        QVERIFY(gui.waitForStarted(10000));
-        const auto stop = qScopeGuard([&gui] {
-            gui.kill();
-            gui.waitForFinished(10000);
-        });
+        QVERIFY(instance.StartWindow());
 
         // The window appears with its title.
         const QStringList windows = VisibleWindows(MainWindowTitle, environment, true);
@@ -312,7 +342,7 @@ private slots:
                  0);
         QTRY_VERIFY_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false).isEmpty(),
                                  20000);
-        QCOMPARE(gui.state(), QProcess::Running);
+        QCOMPARE(instance.State(), QProcess::Running);
         QVERIFY(SendRequest(client + "action=test", guiPort));
         QVERIFY(SendRequest(client + "action=show", guiPort));
         QTRY_COMPARE_WITH_TIMEOUT(VisibleWindows(MainWindowTitle, environment, false),
@@ -349,34 +379,21 @@ private slots:
         QVERIFY2(finished.contains("action=jobfinished\n"), finished.constData());
         QVERIFY2(finished.contains("jobstatus=completed\n"), finished.constData());
         QVERIFY2(finished.contains("jobqueue=long\n"), finished.constData());
-        QCOMPARE(gui.state(), QProcess::Running);
+        QCOMPARE(instance.State(), QProcess::Running);
     }
 
     // A running long job's output, double-clicked in the long queue's table,
     // opens a viewer that shows what the program writes later.
     void guiStreamsARunningJobsOutput()
     {
-        VirtualDisplay display;
-        QVERIFY(display.Start(m_xvfb));
-        Home home;
-        QProcessEnvironment environment = home.Environment(true);
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("DISPLAY"), display.Name());
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        DesktopInstance instance;
+        QVERIFY(instance.StartDisplay(m_xvfb));
+        const Home& home = instance.HomeDir();
+        const QProcessEnvironment& environment = instance.Environment();
         const QString input =
             E2E::WriteFile(home.File(QStringLiteral("stream.gjf")), "#standin sleep=60\n");
 
-        QProcess gui;
-        gui.setProcessEnvironment(environment);
-        gui.setWorkingDirectory(home.Path());
-        gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        gui.setStandardOutputFile(QProcess::nullDevice());
-        gui.start(TestSupport::TavrolBinary(), {});
-        QVERIFY(gui.waitForStarted(10000));
-        const auto stop = qScopeGuard([&gui] {
-            gui.kill();
-            gui.waitForFinished(10000);
-        });
+        QVERIFY(instance.StartWindow());
         const QStringList windows = VisibleWindows(MainWindowTitle, environment, true);
         QVERIFY2(windows.size() == 1, "the main window did not appear");
         const QString window = windows.first();
@@ -431,13 +448,10 @@ private slots:
     // waits its turn, and a cancelled dialog makes no job.
     void guiConfirmedRequestsGoThroughTheSubmitJobsDialog()
     {
-        VirtualDisplay display;
-        QVERIFY(display.Start(m_xvfb));
-        Home home;
-        QProcessEnvironment environment = home.Environment(true);
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("DISPLAY"), display.Name());
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        DesktopInstance instance;
+        QVERIFY(instance.StartDisplay(m_xvfb));
+        const Home& home = instance.HomeDir();
+        const QProcessEnvironment& environment = instance.Environment();
         const auto input = [&home](const QString& name) {
             return E2E::WriteFile(home.File(name), "#standin sleep=0\n");
         };
@@ -446,17 +460,7 @@ private slots:
         const QString third = input(QStringLiteral("third.gjf"));
         const QString fourth = input(QStringLiteral("fourth.gjf"));
 
-        QProcess gui;
-        gui.setProcessEnvironment(environment);
-        gui.setWorkingDirectory(home.Path());
-        gui.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        gui.setStandardOutputFile(QProcess::nullDevice());
-        gui.start(TestSupport::TavrolBinary(), {});
-        QVERIFY(gui.waitForStarted(10000));
-        const auto stop = qScopeGuard([&gui] {
-            gui.kill();
-            gui.waitForFinished(10000);
-        });
+        QVERIFY(instance.StartWindow());
         QVERIFY2(VisibleWindows(MainWindowTitle, environment, true).size() == 1,
                  "the main window did not appear");
 
@@ -520,7 +524,7 @@ private slots:
         QVERIFY2(after.contains(("jobinputfile=" + fourth + "\n").toUtf8()), after.constData());
         for (const QByteArray& message : listener.Messages())
             QVERIFY2(!message.contains("third.gjf"), message.constData());
-        QCOMPARE(gui.state(), QProcess::Running);
+        QCOMPARE(instance.State(), QProcess::Running);
     }
 
     // "-help" in the GUI: the usage stays on the screen in the start-up

@@ -4,12 +4,17 @@
 #include "platform/registry.h"
 #include "platform/widgetutil.h"
 
+#include <QDialog>
 #include <QDir>
 #include <QFileDialog>
+#include <QFrame>
 #include <QLabel>
+#include <QPushButton>
+#include <QSizeGrip>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+#include <QVBoxLayout>
 
 class TstWidgetUtil : public QObject
 {
@@ -46,6 +51,31 @@ private slots:
             std::max(first.minimumSizeHint().width(), second.minimumSizeHint().width());
         QCOMPARE(first.minimumWidth(), widest);
         QCOMPARE(second.minimumWidth(), widest);
+    }
+
+    void theButtonRowLiesBelowALineCentredWithAHiddenGrip()
+    {
+        QDialog dialog;
+        auto* layout = new QVBoxLayout(&dialog);
+        auto* ok = new QPushButton(QStringLiteral("Ok"), &dialog);
+        auto* cancel = new QPushButton(QStringLiteral("Cancel"), &dialog);
+        Quolix_WidgetUtil::AddButtonRow(*layout, dialog, {ok, cancel});
+        QCOMPARE(layout->count(), 2);
+        auto* line = qobject_cast<QFrame*>(layout->itemAt(0)->widget());
+        QVERIFY(line);
+        QCOMPARE(line->frameShape(), QFrame::HLine);
+        QCOMPARE(line->frameShadow(), QFrame::Sunken);
+        QLayout* row = layout->itemAt(1)->layout();
+        QVERIFY(row);
+        QCOMPARE(row->count(), 5);
+        QVERIFY(row->itemAt(0)->spacerItem());
+        QCOMPARE(row->itemAt(1)->widget(), ok);
+        QCOMPARE(row->itemAt(2)->widget(), cancel);
+        QVERIFY(row->itemAt(3)->spacerItem());
+        auto* grip = qobject_cast<QSizeGrip*>(row->itemAt(4)->widget());
+        QVERIFY(grip);
+        QVERIFY(grip->isHidden());
+        QCOMPARE(row->itemAt(4)->alignment(), Qt::AlignBottom);
     }
 
     void theSidebarOffersScratchAndRecentDirectoriesOnce()
