@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTest>
 #include <QTextEdit>
 
@@ -127,6 +128,35 @@ private slots:
                               "Add Default Cubman Job Type", "-", "Help"}));
         // Enablement is set only after the menu has closed.
         QVERIFY(!chooser.Enabled().contains(false));
+    }
+
+    // Each "Add Default ... Job Type" entry adds its one type when its
+    // program is installed, and nothing when it is not.
+    void addDefaultEntriesAddTheirTypeWhenTheProgramExists()
+    {
+        const QByteArray saved = qgetenv("GAUSS_EXEDIR");
+        const auto restore = qScopeGuard([&saved] { qputenv("GAUSS_EXEDIR", saved); });
+        MemoryProject project; // the list is read back from the store after an add
+        Tavrol_JobTypesWidget view;
+        QVERIFY(ShowAlone(view.Frame()));
+        MenuChooser chooser;
+        qputenv("GAUSS_EXEDIR", "/nonexistent/g16");
+        OpenMenu(view, chooser, QStringLiteral("Add Default Gaussian Job Type"));
+        QVERIFY(chooser.Seen());
+        QVERIFY(Names().isEmpty());
+
+        qputenv("GAUSS_EXEDIR",
+                QFile::encodeName(TestSupport::FixturePath(QStringLiteral("gaussian/g16"))));
+        OpenMenu(view, chooser, QStringLiteral("Add Default Gaussian Job Type"));
+        QCOMPARE(Names(), QStringList({"Gaussian"}));
+        OpenMenu(view, chooser, QStringLiteral("Add Default Cubman Job Type"));
+        QCOMPARE(Names(), QStringList({"Gaussian", "Cubman"}));
+        QCOMPARE(view.Table()->rowCount(), 2);
+        std::vector<Tavrol_JobType> types;
+        Tavrol_JobType::GetAll(types);
+        QCOMPARE(types.front().ExecutablePath,
+                 TestSupport::FixturePath(QStringLiteral("gaussian/g16/g16")));
+        QCOMPARE(types.front().DefaultQueue, QStringLiteral("Long"));
     }
 
     void removeSelectedWithoutARowAsksWithAnEmptyName()

@@ -387,6 +387,43 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(queue.Count(), 0, WaitMs);
     }
 
+    // With the target Auto, a file whose job type names no queue we know
+    // gets no job; the other file of the same submission does.
+    void aTypesUnusableDefaultQueueGivesNoJob()
+    {
+        QTemporaryDir directory;
+        QVERIFY(directory.isValid());
+        const QString odd = TestSupport::WrittenFile(directory.filePath(QStringLiteral("a.odd")),
+                                                     "#standin sleep=30\n");
+        const QString good = TestSupport::WrittenFile(directory.filePath(QStringLiteral("b.gjf")),
+                                                      "#standin sleep=30\n");
+        const QString program = TestSupport::FixturePath(QStringLiteral("gaussian/g16/g16"));
+        Tavrol_JobType::RemoveAll();
+        Tavrol_JobType nowhere(
+            0, QStringLiteral("Nowhere"), QStringLiteral("Nowhere App"), program,
+            QStringLiteral("Elsewhere"), QStringLiteral("@EXEFILE @INFILE @OUTFILE"),
+            QStringLiteral("Odd Files (*.odd)"), QStringLiteral("Output Files (*.log)"), QString());
+        Tavrol_JobType standin(1, QStringLiteral("Standin"), QStringLiteral("Standin App"), program,
+                               QStringLiteral("Long"), QStringLiteral("@EXEFILE @INFILE @OUTFILE"),
+                               QStringLiteral("Input Files (*.gjf)"),
+                               QStringLiteral("Output Files (*.log)"), QString());
+        Tavrol_JobType::Add(nowhere);
+        Tavrol_JobType::Add(standin);
+        m_window->ReloadJobTypes();
+        Tavrol_OpenFilesDialog* dialog = Tavrol_OpenFilesDialog::Global();
+        QTimer::singleShot(0, dialog, [dialog] { dialog->SubmitButton()->click(); });
+        m_window->SubmitJobs({odd, good}, 0, -1);
+        const Tavrol_LongJobsQueue& queue = m_window->LongJobsView()->Queue();
+        QCOMPARE(queue.Count(), 1);
+        QCOMPARE(queue.JobAt(0)->InputFilePath, good);
+        QCOMPARE(m_window->ShortJobsView()->Queue().Count(), 0);
+        QCOMPARE(m_window->QueuelessJobsView()->List().Count(), 0);
+        Tavrol_Job* job = queue.JobAt(0);
+        QTRY_COMPARE_WITH_TIMEOUT(job->Status, JobStatusRunning, WaitMs);
+        job->Kill();
+        QTRY_COMPARE_WITH_TIMEOUT(queue.Count(), 0, WaitMs);
+    }
+
     // A client request that asks for confirmation opens the Submit Jobs
     // dialog with its file and queue; one arriving while the dialog is open
     // waits and is served after it, in order.
