@@ -179,8 +179,10 @@ void Tavrol_JobsWidget::SweepFinishedJobs()
         Collection().RemoveJobAt(i);
         if (Tavrol_FinishedJobsWidget* finished = FinishedJobsView())
             finished->AddJob(*job);
-        if (database)
+        if (database) {
+            database->EnsureWorkingIndexes(); // a long queue's delete reads no whole table
             DeleteStoreRow(*database, job->JobID);
+        }
         ReleaseJob(job);
     }
     RebuildTable();
@@ -257,6 +259,7 @@ bool Tavrol_JobsWidget::RemoveJobs(const std::vector<int>& jobIds)
         }
     }
     if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
+        database->EnsureWorkingIndexes();
         for (const int id : ids)
             DeleteStoreRow(*database, id);
     }
