@@ -67,10 +67,10 @@ long StatusKiB(const char* field)
     return -1;
 }
 
-QStringList WriteInputs(const QDir& directory)
+QStringList WriteInputs(const QDir& directory, int count = JobCount)
 {
     QStringList paths;
-    for (int i = 0; i < JobCount; ++i) {
+    for (int i = 0; i < count; ++i) {
         const QString path = directory.absoluteFilePath(QStringLiteral("job%1.gjf").arg(i));
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly))
@@ -108,6 +108,7 @@ template <typename Condition> void RunUntil(Condition condition)
 
 struct QueueFigures
 {
+    double SubmitSeconds = 0; // the AddJobFromFile of every input
     double Seconds = 0;
     double CpuSeconds = 0;
     double AverageRunning = 0; // sampled every 20 ms
@@ -136,6 +137,8 @@ QueueFigures RunQueue(const QStringList& inputs)
     clock.start();
     for (const QString& input : inputs)
         queue.AddJobFromFile(input, 0);
+    figures.SubmitSeconds = clock.nsecsElapsed() / 1e9;
+    const size_t jobCount = size_t(inputs.size());
     long samples = 0;
     long runningSum = 0;
     RunUntil([&] {
@@ -144,7 +147,7 @@ QueueFigures RunQueue(const QStringList& inputs)
         for (const Tavrol_Job* job : jobs)
             runningSum += job->Status == JobStatusRunning ? 1 : 0;
         ++samples;
-        return finished.FinishedJobs().size() >= size_t(JobCount);
+        return finished.FinishedJobs().size() >= jobCount;
     });
     figures.AverageRunning = samples ? double(runningSum) / samples : 0;
     figures.Seconds = clock.nsecsElapsed() / 1e9;
@@ -221,6 +224,39 @@ SpoolerFigures RunSpooler(const QStringList& inputs, const QDir& work)
     return figures;
 }
 
+Tavrol_JobType BenchJobType(const QString& program)
+{
+    return Tavrol_JobType(0, QStringLiteral("Standin"), QStringLiteral("Standin"), program,
+                          QStringLiteral("Long"), QStringLiteral("@EXEFILE @INFILE @OUTFILE"),
+                          QStringLiteral("Input Files (*.gjf)"),
+                          QStringLiteral("Output Files (*.log)"), QString());
+}
+
+// bench_queue scale [counts...]: the same queue with 2,000, 8,000 and 32,000
+// jobs of /bin/true and of the stand-in, for this process's own CPU per job,
+// which should not grow with the number of jobs waiting.
+int RunScale(const std::vector<int>& counts, const QDir& work)
+{
+    std::printf("%-10s %7s %9s %9s %9s %12s %9s\n", "program", "jobs", "submit s", "total s",
+                "jobs/s", "CPU ms/job", "finished");
+    for (const QString& program : {QStringLiteral("/bin/true"), StandinPath()}) {
+        Tavrol_JobType::SetAll({BenchJobType(program)});
+        for (const int count : counts) {
+            const QStringList inputs = WriteInputs(work, count);
+            if (inputs.size() != count || !OpenMemoryProject())
+                return 1;
+            const QueueFigures queue = RunQueue(inputs);
+            Tavrol_Database_Manager::Instance()->CloseAll();
+            std::printf("%-10s %7d %9.3f %9.2f %9.1f %12.3f %9d\n",
+                        program == StandinPath() ? "stand-in" : "/bin/true", count,
+                        queue.SubmitSeconds, queue.Seconds, count / queue.Seconds,
+                        queue.CpuSeconds * 1000 / count, queue.Finished);
+            std::fflush(stdout);
+        }
+    }
+    return 0;
+}
+
 double Median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
@@ -229,13 +265,22 @@ double Median(std::vector<double> values)
 
 } // namespace
 
-// Usage: bench_queue [rounds]. Each round runs both sides on the same 2,000
-// commands, in alternating order, so that neither always runs on a machine
-// the other has just warmed or loaded; the medians are compared.
+// Usage: bench_queue [rounds], or bench_queue scale [counts...] (see RunScale). Each round runs
+// both sides on the same 2,000 commands, in alternating order, so that neither always runs on a
+// machine the other has just warmed or loaded; the medians are compared.
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     RunMode = RunModeConsole;
+    if (argc > 1 && QByteArray(argv[1]) == "scale") {
+        std::vector<int> counts;
+        for (int i = 2; i < argc; ++i)
+            counts.push_back(std::max(1, std::atoi(argv[i])));
+        if (counts.empty())
+            counts = {2000, 8000, 32000};
+        QTemporaryDir scaleWork;
+        return RunScale(counts, QDir(scaleWork.path()));
+    }
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     QTemporaryDir work;
     const QStringList inputs = WriteInputs(QDir(work.path()));

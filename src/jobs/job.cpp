@@ -133,7 +133,9 @@ Tavrol_JobStatus Tavrol_Job::StatusFromString(const QString& word)
 
 void Tavrol_Job::SetStatus(Tavrol_JobStatus status, bool stamp)
 {
+    const Tavrol_JobStatus previous = Status;
     Status = status;
+    emit StatusSetSignal(this, previous);
     if (!stamp)
         return;
     const QDateTime now = QDateTime::currentDateTime();

@@ -68,4 +68,7 @@ public slots:
 
 signals:
     void JobFinishedSignal();
+    // Given by SetStatus, so that a collection keeps its count of running jobs
+    // and learns which of its jobs ended without looking at all of them.
+    void StatusSetSignal(Tavrol_Job* job, Tavrol_JobStatus previous);
 };

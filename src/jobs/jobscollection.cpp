@@ -11,14 +11,17 @@ Tavrol_JobsCollection::Tavrol_JobsCollection(const QString& name, QObject* paren
 }
 
 Tavrol_JobsCollection::Tavrol_JobsCollection(const Tavrol_JobsCollection& other)
-    : QObject(nullptr), m_jobs(other.m_jobs), m_name(other.m_name)
+    : QObject(nullptr), m_jobs(other.m_jobs), m_ended(other.m_ended), m_name(other.m_name),
+      m_running(other.m_running)
 {
 }
 
 Tavrol_JobsCollection& Tavrol_JobsCollection::operator=(const Tavrol_JobsCollection& other)
 {
     m_jobs = other.m_jobs;
+    m_ended = other.m_ended;
     m_name = other.m_name;
+    m_running = other.m_running;
     return *this;
 }
 
@@ -135,7 +138,7 @@ bool Tavrol_JobsCollection::AnyRunning(const std::vector<int>& ids, bool& runnin
 void Tavrol_JobsCollection::AddJob(Tavrol_Job* job)
 {
     job->SetStatus(JobStatusPending, true);
-    m_jobs.push_back(job);
+    Adopt(job);
     Schedule();
 }
 
@@ -144,7 +147,7 @@ void Tavrol_JobsCollection::AddJobs(const std::vector<Tavrol_Job>& jobs)
     for (const Tavrol_Job& source : jobs) {
         auto* job = new Tavrol_Job(source);
         job->SetStatus(JobStatusPending, true);
-        m_jobs.push_back(job);
+        Adopt(job);
     }
     Schedule();
 }
@@ -158,6 +161,49 @@ void Tavrol_JobsCollection::KillAndErase(int index)
     const auto position = std::find(m_jobs.begin(), m_jobs.end(), job);
     if (position != m_jobs.end())
         m_jobs.erase(position);
+    if (std::find(m_jobs.begin(), m_jobs.end(), job) == m_jobs.end()) {
+        disconnect(job, &Tavrol_Job::StatusSetSignal, this, &Tavrol_JobsCollection::StatusSetSlot);
+        if (job->Status == JobStatusRunning)
+            --m_running;
+        m_ended.erase(std::remove(m_ended.begin(), m_ended.end(), job), m_ended.end());
+    }
+}
+
+void Tavrol_JobsCollection::Adopt(Tavrol_Job* job)
+{
+    m_jobs.push_back(job);
+    if (job->Status == JobStatusRunning)
+        ++m_running;
+    connect(job, &Tavrol_Job::StatusSetSignal, this, &Tavrol_JobsCollection::StatusSetSlot,
+            Qt::UniqueConnection);
+}
+
+void Tavrol_JobsCollection::StatusSetSlot(Tavrol_Job* job, Tavrol_JobStatus previous)
+{
+    if (previous == JobStatusRunning)
+        --m_running;
+    if (job->Status == JobStatusRunning)
+        ++m_running;
+    if (job->IsFinished() && std::find(m_ended.begin(), m_ended.end(), job) == m_ended.end())
+        m_ended.push_back(job);
+}
+
+int Tavrol_JobsCollection::FirstEndedIndex()
+{
+    // Ended jobs sit near the front of a queue, so each search stops early.
+    int first = -1;
+    auto kept = m_ended.begin();
+    for (Tavrol_Job* job : m_ended) {
+        const auto position = std::find(m_jobs.begin(), m_jobs.end(), job);
+        if (position == m_jobs.end() || !job->IsFinished())
+            continue; // left the collection, or was made to wait again
+        *kept++ = job;
+        const int index = static_cast<int>(position - m_jobs.begin());
+        if (first < 0 || index < first)
+            first = index;
+    }
+    m_ended.erase(kept, m_ended.end());
+    return first;
 }
 
 void Tavrol_JobsCollection::RemoveJob(const Tavrol_Job& job)

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include "jobs/jobrecord.h"
+
 #include <vector>
 
 class Tavrol_Job;
@@ -46,6 +48,15 @@ public:
     void RemoveJobWithID(int jobId);
     void RemoveAllJobs();
 
+    // The ended job of the lowest index, or a bad index when none has ended.
+    // Only jobs whose ended status came from SetStatus while they were in the
+    // collection are looked at, so the cost follows the endings, not the
+    // length of the list.
+    int FirstEndedIndex();
+    // How many of the collection's jobs are Running, kept as their statuses
+    // are set.
+    int RunningCount() const { return m_running; }
+
 public slots:
     void JobFinishedSlot();
 
@@ -68,7 +79,11 @@ protected:
 
 private:
     void KillAndErase(int index);
+    void Adopt(Tavrol_Job* job);
+    void StatusSetSlot(Tavrol_Job* job, Tavrol_JobStatus previous);
 
     std::vector<Tavrol_Job*> m_jobs;
+    std::vector<Tavrol_Job*> m_ended; // reported endings not yet looked at; may hold stale ones
     QString m_name;
+    int m_running = 0;
 };

@@ -36,23 +36,17 @@ void Tavrol_JobsQueue::Schedule()
 
 void Tavrol_JobsQueue::UpdateQueue()
 {
-    if (!m_paused && Count() > 0) {
-        int running = 0;
-        Tavrol_Job* firstPending = nullptr;
+    // The running jobs are counted as their statuses are set, so a long queue
+    // is walked only up to its first waiting job, and only when a place is free.
+    if (!m_paused && Count() > 0 && RunningCount() < m_maxRunningJobs) {
         for (Tavrol_Job* job : JobList()) {
-            if (job->Status == JobStatusRunning)
-                ++running;
-            else if (job->Status == JobStatusPending && !firstPending)
-                firstPending = job;
-            // Once the maximum is reached nothing can start, whatever the
-            // rest of a long queue holds.
-            if (running >= m_maxRunningJobs)
+            if (job->Status == JobStatusPending) {
+                // One start per call, never a loop that fills every free place:
+                // the end of each job brings the calls that start the next ones.
+                StartJob(job);
                 break;
+            }
         }
-        // One start per call, never a loop that fills every free place: the
-        // end of each job brings the calls that start the next ones.
-        if (running < m_maxRunningJobs && firstPending)
-            StartJob(firstPending);
     }
     emit QueueUpdatedSignal();
 }

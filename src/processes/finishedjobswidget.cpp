@@ -174,6 +174,7 @@ int Tavrol_FinishedJobsWidget::CurrentJobIndex() const
 void Tavrol_FinishedJobsWidget::PrintList()
 {
     Tavrol_Listing listing(Headers());
+    listing.Reserve(m_finishedJobs.size());
     for (const Tavrol_Job& job : m_finishedJobs) {
         listing.AddRow(
             {QString::number(job.JobID), job.Name, Tavrol_Job::StatusToString(job.Status),

@@ -67,6 +67,14 @@ public:
     bool DeleteFinishedJob(int jobId);
     std::vector<Tavrol_Job> LoadFinishedJobs();
 
+    // An index on JobID for each queue's table, so that the delete at a job's
+    // end does not read the whole queue. Only a memory database holds them,
+    // made by the queue views before their deletes (where none exists yet),
+    // and dropped before a save, so that a project file carries exactly the
+    // stored schema.
+    void EnsureWorkingIndexes();
+    void DropWorkingIndexes();
+
     // The current time as the store writes it into timestamp columns.
     static QString Now();
     // A time as the store writes it: its Qt::ISODate text.

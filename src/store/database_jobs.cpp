@@ -1,5 +1,7 @@
 #include "store/database.h"
 
+#include "store/steadylocalzone.h"
+
 #include <QDateTime>
 #include <QSqlDriver>
 #include <QSqlError>
@@ -245,6 +247,8 @@ std::vector<Tavrol_Job> Tavrol_Database::LoadJobs(const JobTable& table)
     const QSqlRecord fields = Database.record(table.Table);
     if (fields.isEmpty())
         return jobs;
+    // Three local times a row: the zone is read once for all of them.
+    const Tavrol_SteadyLocalZone steadyZone;
     // Jobs cannot be moved, only copied: room for all of them comes first.
     int rows = 0;
     if (SelectPreparedInt(QStringLiteral("SELECT COUNT(*) FROM ") + table.Table, &rows))

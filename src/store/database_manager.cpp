@@ -177,6 +177,8 @@ bool Tavrol_Database_Manager::SaveToFile(Tavrol_Database* database, const QStrin
         return true;
     if (!handle)
         return false;
+    // The file gets the stored schema alone; the next delete makes them again.
+    database->DropWorkingIndexes();
     return LoadOrSaveDb(handle, path.toLatin1().constData(), 1) == 0;
 }
 

@@ -182,6 +182,45 @@ bool Tavrol_Database::CreateTables()
     return true;
 }
 
+namespace {
+
+struct WorkingIndex
+{
+    const char* Name;
+    const char* Table;
+};
+
+const WorkingIndex WorkingIndexes[] = {
+    {"TavrolWorkingLongJobsQueueJobID", "LongJobsQueue"},
+    {"TavrolWorkingShortJobsQueueJobID", "ShortJobsQueue"},
+    {"TavrolWorkingQueuelessJobsJobID", "QueuelessJobs"},
+};
+
+} // namespace
+
+void Tavrol_Database::EnsureWorkingIndexes()
+{
+    if (DatabaseType != SQLiteMemory || !Database.isOpen())
+        return;
+    for (const WorkingIndex& index : WorkingIndexes) {
+        QSqlQuery query(Database);
+        query.exec(QStringLiteral("CREATE INDEX IF NOT EXISTS %1 ON %2 (JobID)")
+                       .arg(QLatin1String(index.Name), QLatin1String(index.Table)));
+    }
+}
+
+void Tavrol_Database::DropWorkingIndexes()
+{
+    if (!Database.isOpen())
+        return;
+    // A statement still open on the database would hold the drop off.
+    ForgetPreparedQueries();
+    for (const WorkingIndex& index : WorkingIndexes) {
+        QSqlQuery query(Database);
+        query.exec(QStringLiteral("DROP INDEX IF EXISTS %1").arg(QLatin1String(index.Name)));
+    }
+}
+
 bool Tavrol_Database::UpgradeTables()
 {
     if (!Database.isOpen() || !TablesCreated)

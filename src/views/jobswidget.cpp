@@ -178,17 +178,18 @@ void Tavrol_JobsWidget::SweepFinishedJobs()
     if (m_removing)
         return;
     Tavrol_Database* database = Tavrol_Database_Manager::Current();
-    // The index goes on after a removal, so the job that moved into place i
-    // is left to the nested pass that the removal's own update signal runs.
-    for (int i = 0; i < Collection().Count(); ++i) {
+    // Ended jobs leave in the order of the list, each found through the
+    // collection's record of endings; the removal's own update signal runs a
+    // nested pass that takes the ones behind it first.
+    for (int i = Collection().FirstEndedIndex(); i >= 0; i = Collection().FirstEndedIndex()) {
         Tavrol_Job* job = Collection().JobAt(i);
-        if (!job || !job->IsFinished())
-            continue;
         Collection().RemoveJobAt(i);
         if (Tavrol_FinishedJobsWidget* finished = FinishedJobsView())
             finished->AddJob(*job);
-        if (database)
+        if (database) {
+            database->EnsureWorkingIndexes(); // a long queue's delete reads no whole table
             DeleteStoreRow(*database, job->JobID);
+        }
         ReleaseJob(job);
     }
     RebuildTable();
@@ -265,6 +266,7 @@ bool Tavrol_JobsWidget::RemoveJobs(const std::vector<int>& jobIds)
         }
     }
     if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
+        database->EnsureWorkingIndexes();
         for (const int id : ids)
             DeleteStoreRow(*database, id);
     }

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <vector>
 
 class QDateTime;
@@ -16,12 +17,13 @@ class Tavrol_Listing
 public:
     explicit Tavrol_Listing(const QStringList& headers);
 
-    void AddRow(const QStringList& cells);
+    void AddRow(QStringList cells);
+    void Reserve(size_t rows);
     bool IsEmpty() const { return m_rows.empty(); }
 
     // The exact text that Print writes, for the given heading and empty text.
     QString Text(const QString& heading, const QString& emptyText) const;
-    // Writes the text to standard output by puts and putchar, in the local
+    // Writes the text to standard output as puts and putchar would, in the local
     // 8-bit encoding, and flushes.
     void Print(const QString& heading, const QString& emptyText) const;
 
@@ -30,8 +32,9 @@ public:
 
 private:
     std::vector<int> ColumnWidths() const;
-    QString JoinPadded(const QStringList& cells, const std::vector<int>& widths) const;
-    QStringList Lines(const QString& heading) const; // each one written by puts
+    void JoinPadded(const QStringList& cells, const std::vector<int>& widths, QString& line) const;
+    // Every line but the closing empty one, in order, each one given to write.
+    void WriteLines(const QString& heading, const std::function<void(const QString&)>& write) const;
 
     QStringList m_headers;
     std::vector<QStringList> m_rows;

@@ -406,6 +406,92 @@ private slots:
         QCOMPARE(console.Finished().FinishedJobs().front().JobID, 1);
     }
 
+    void aLongQueueSweepsOnlyItsEndedJobsInListOrder()
+    {
+        QTemporaryDir dir;
+        MemoryProject project;
+        ConsoleWindow console;
+        RemovingView<Tavrol_ShortJobsQueueWidget> view;
+        view.Queue().SetPaused(true);
+        const int count = 400;
+        for (int i = 0; i < count; ++i)
+            view.AddJobFromFile(WriteInput(dir.path(), QStringLiteral("j%1.gjf").arg(i), 0), -1);
+        QCOMPARE(view.Queue().Count(), count);
+        // Adds sweep nothing: every job waits.
+        QVERIFY(console.Finished().FinishedJobs().empty());
+        // Ended jobs far apart in the list, set behind the scheduler's back.
+        for (const int index : {250, 5, 100})
+            view.Queue().JobAt(index)->SetStatus(JobStatusCompleted, true);
+        // One set back to wait is no longer ended and stays.
+        view.Queue().JobAt(300)->SetStatus(JobStatusFailed, true);
+        view.Queue().JobAt(300)->SetStatus(JobStatusPending, true);
+        view.Queue().UpdateQueue();
+        QCOMPARE(view.Queue().Count(), count - 3);
+        // Each removal's nested pass takes the jobs behind it first.
+        QStringList finishedIds;
+        for (const Tavrol_Job& job : console.Finished().FinishedJobs()) {
+            finishedIds.append(QString::number(job.JobID));
+            QCOMPARE(job.Status, JobStatusCompleted);
+        }
+        QCOMPARE(finishedIds, QStringList({"251", "101", "6"}));
+        QCOMPARE(project.Column(QStringLiteral("FinishedJobs"), QStringLiteral("JobID")),
+                 QStringList({"6", "101", "251"}));
+        QStringList waiting;
+        for (int id = 1; id <= count; ++id) {
+            if (id != 6 && id != 101 && id != 251)
+                waiting.append(QString::number(id));
+        }
+        QStringList inQueue;
+        for (const Tavrol_Job* job : JobsOf(view.Queue())) {
+            inQueue.append(QString::number(job->JobID));
+            QCOMPARE(job->Status, JobStatusPending);
+        }
+        QCOMPARE(inQueue, waiting);
+        QCOMPARE(project.Column(QStringLiteral("ShortJobsQueue"), QStringLiteral("JobID")),
+                 waiting);
+        // A removal is no ending: nothing more goes to the finished jobs.
+        QVERIFY(view.RemoveJobs({7}));
+        view.Queue().UpdateQueue();
+        QCOMPARE(console.Finished().FinishedJobs().size(), size_t(3));
+        QCOMPARE(view.Queue().Count(), count - 4);
+    }
+
+    void aLongQueueStartsItsJobsInOrderAndSweepsThemAll()
+    {
+        QTemporaryDir dir;
+        MemoryProject project;
+        ConsoleWindow console;
+        console.Long().SetMaxRunningJobs(3);
+        const int count = 150;
+        for (int i = 0; i < count; ++i) {
+            console.Long().AddJobFromFile(
+                WriteInput(dir.path(), QStringLiteral("j%1.gjf").arg(i), 0), -1);
+        }
+        // The first three run at once, the rest wait in order.
+        for (int index = 0; index < 3; ++index)
+            QCOMPARE(console.Long().Queue().JobAt(index)->Status, JobStatusRunning);
+        QCOMPARE(console.Long().Queue().JobAt(3)->Status, JobStatusPending);
+        QCOMPARE(console.Long().Queue().JobAt(count - 1)->Status, JobStatusPending);
+        QTRY_COMPARE_WITH_TIMEOUT(console.Finished().FinishedJobs().size(), size_t(count),
+                                  WaitMs * 4);
+        QCOMPARE(console.Long().Queue().Count(), 0);
+        std::vector<const Tavrol_Job*> byId(count + 1, nullptr);
+        for (const Tavrol_Job& job : console.Finished().FinishedJobs()) {
+            QCOMPARE(job.Status, JobStatusCompleted);
+            QVERIFY(job.JobID >= 1 && job.JobID <= count);
+            QVERIFY(!byId[static_cast<size_t>(job.JobID)]);
+            byId[static_cast<size_t>(job.JobID)] = &job;
+        }
+        // Jobs started in the order they were queued.
+        for (int id = 2; id <= count; ++id)
+            QVERIFY(byId[static_cast<size_t>(id - 1)]->Started <=
+                    byId[static_cast<size_t>(id)]->Started);
+        QCOMPARE(project.Column(QStringLiteral("LongJobsQueue"), QStringLiteral("JobID")),
+                 QStringList());
+        QCOMPARE(project.Column(QStringLiteral("FinishedJobs"), QStringLiteral("JobID")).size(),
+                 count);
+    }
+
     void loadJobsBringsTheQueuesUpPaused()
     {
         QTemporaryDir dir;
