@@ -2,6 +2,8 @@
 // names a backup, the one of a failed save, and the question that offers a
 // recovery copy at start, with what each answer does.
 
+#include "windowboxes.h"
+
 #include "app/globals.h"
 #include "app/settings.h"
 #include "jobtypes/jobtype.h"
@@ -28,57 +30,6 @@
 namespace {
 
 const QByteArray GaussianInput = "%chk=water\n#p hf/sto-3g\n\nwater\n\n0 1\nO\nH 1 0.96\n\n";
-
-struct SeenBox
-{
-    QString title;
-    QString text;
-    QMessageBox::Icon icon = QMessageBox::NoIcon;
-    QMessageBox::StandardButtons buttons;
-    QMessageBox::StandardButton defaultButton = QMessageBox::NoButton;
-};
-
-// Answers the next modal message boxes in turn, as soon as each is shown.
-class BoxAnswerer : public QObject
-{
-public:
-    void Queue(QMessageBox::StandardButton answer)
-    {
-        m_answers.append(answer);
-        Arm();
-    }
-    const QList<SeenBox>& Seen() const { return m_seen; }
-
-private:
-    void Arm()
-    {
-        QTimer::singleShot(0, this, [this] { AnswerWhenShown(); });
-    }
-
-    void AnswerWhenShown()
-    {
-        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-        if (!box || m_answers.isEmpty()) {
-            if (!m_answers.isEmpty())
-                Arm();
-            return;
-        }
-        SeenBox seen;
-        seen.title = box->windowTitle();
-        seen.text = box->text();
-        seen.icon = box->icon();
-        seen.buttons = box->standardButtons();
-        if (box->defaultButton())
-            seen.defaultButton = box->standardButton(box->defaultButton());
-        m_seen.append(seen);
-        box->button(m_answers.takeFirst())->click();
-        if (!m_answers.isEmpty())
-            Arm();
-    }
-
-    QList<QMessageBox::StandardButton> m_answers;
-    QList<SeenBox> m_seen;
-};
 
 QByteArray ReadBytes(const QString& path)
 {
