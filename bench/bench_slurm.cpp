@@ -4,7 +4,10 @@
 // the queueless list starts them), on the tests' private single-node
 // cluster. Needs root, which the cluster's daemons need.
 //
-//   bench_slurm [N]      (default 200)
+//   bench_slurm [N] [both|shell|tavrol]      (default 200 both)
+//
+// Beside each time it prints the processor time slurmctld used meanwhile:
+// what the submitting side costs the controller.
 
 #include "slurmcluster.h"
 
@@ -104,12 +107,40 @@ double TavrolSeconds(const E2E::SlurmCluster& cluster, int jobs, int& completed)
     return seconds;
 }
 
+struct Half
+{
+    double Seconds = 0;
+    double ControllerSeconds = 0;
+};
+
+template <typename Run> Half Measure(const E2E::SlurmCluster& cluster, Run run)
+{
+    const qint64 before = cluster.DaemonCpuMs(QStringLiteral("slurmctld"));
+    Half half;
+    half.Seconds = run();
+    half.ControllerSeconds = (cluster.DaemonCpuMs(QStringLiteral("slurmctld")) - before) / 1000.0;
+    return half;
+}
+
+void Print(const char* label, const Half& half)
+{
+    std::printf("  %-30s %8.1f s   (slurmctld CPU %6.1f s)\n", label, half.Seconds,
+                half.ControllerSeconds);
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
     QCoreApplication application(argc, argv);
     const int jobs = argc > 1 ? std::atoi(argv[1]) : 200;
+    const QByteArray mode = argc > 2 ? QByteArray(argv[2]) : QByteArray("both");
+    const bool shellHalf = mode == "both" || mode == "shell";
+    const bool tavrolHalf = mode == "both" || mode == "tavrol";
+    if (jobs <= 0 || (!shellHalf && !tavrolHalf)) {
+        std::fprintf(stderr, "usage: bench_slurm [N] [both|shell|tavrol]\n");
+        return 2;
+    }
     if (!E2E::SlurmCluster::IsRoot()) {
         std::fprintf(stderr, "bench_slurm: needs root for the cluster's daemons\n");
         return 1;
@@ -120,13 +151,23 @@ int main(int argc, char* argv[])
         return 1;
     }
     QTemporaryDir work;
-    const double shell = ShellLoopSeconds(cluster, jobs, work.path());
+    Half shell;
+    if (shellHalf)
+        shell = Measure(cluster, [&] { return ShellLoopSeconds(cluster, jobs, work.path()); });
     int completed = 0;
-    const double tavrol = TavrolSeconds(cluster, jobs, completed);
-    std::printf("%d jobs of /bin/true on a single-node cluster (%d completed through Tavrol)\n",
-                jobs, completed);
-    std::printf("  shell loop of sbatch --wait   %8.1f s\n", shell);
-    std::printf("  Tavrol queueless list          %8.1f s\n", tavrol);
-    std::printf("  Tavrol over the shell loop     %+7.1f %%\n", (tavrol / shell - 1) * 100);
+    Half tavrol;
+    if (tavrolHalf)
+        tavrol = Measure(cluster, [&] { return TavrolSeconds(cluster, jobs, completed); });
+    std::printf("%d jobs of /bin/true on a single-node cluster", jobs);
+    if (tavrolHalf)
+        std::printf(" (%d completed through Tavrol)", completed);
+    std::printf("\n");
+    if (shellHalf)
+        Print("shell loop of sbatch --wait", shell);
+    if (tavrolHalf)
+        Print("Tavrol queueless list", tavrol);
+    if (shellHalf && tavrolHalf)
+        std::printf("  Tavrol over the shell loop     %+7.1f %%\n",
+                    (tavrol.Seconds / shell.Seconds - 1) * 100);
     return 0;
 }

@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QHostAddress>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -117,6 +118,28 @@ public:
         if (output)
             *output = QString::fromLocal8Bit(process.readAllStandardOutput());
         return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    }
+
+    // Processor time the daemon of this name has used so far, in ms; -1 when
+    // it is not running.
+    qint64 DaemonCpuMs(const QString& name) const
+    {
+        for (const auto& daemon : m_daemons) {
+            if (QFileInfo(daemon->program()).fileName() != name)
+                continue;
+            QFile stat(QStringLiteral("/proc/%1/stat").arg(daemon->processId()));
+            if (!stat.open(QIODevice::ReadOnly))
+                return -1;
+            // The fields after the command's closing parenthesis: utime is
+            // the 12th, stime the 13th of them.
+            const QByteArray text = stat.readAll();
+            const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
+            if (fields.size() < 13)
+                return -1;
+            const qint64 ticks = fields.at(11).toLongLong() + fields.at(12).toLongLong();
+            return ticks * 1000 / ::sysconf(_SC_CLK_TCK);
+        }
+        return -1;
     }
 
     // What the daemons wrote, for a failure's message.
