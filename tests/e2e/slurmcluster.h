@@ -152,9 +152,12 @@ public:
                 text += QStringLiteral("--- ") + log.fileName() + QStringLiteral(":\n") +
                         QString::fromLocal8Bit(log.readAll()).right(3000);
         }
-        for (const auto& daemon : m_daemons)
-            text += QStringLiteral("--- ") + daemon->program() + QStringLiteral(":\n") +
-                    QString::fromLocal8Bit(daemon->readAll()).right(3000);
+        for (const auto& daemon : m_daemons) {
+            QFile output(DaemonOutputPath(QFileInfo(daemon->program()).fileName()));
+            if (output.open(QIODevice::ReadOnly))
+                text += QStringLiteral("--- ") + daemon->program() + QStringLiteral(":\n") +
+                        QString::fromLocal8Bit(output.readAll()).right(3000);
+        }
         return text;
     }
 
@@ -189,6 +192,10 @@ public:
 
 private:
     QString Path(const QString& name) const { return m_dir.filePath(name); }
+    QString DaemonOutputPath(const QString& name) const
+    {
+        return Path(QStringLiteral("log/") + name + QStringLiteral(".output"));
+    }
     QString MungeSocket() const { return Path(QStringLiteral("socket/munge.sock")); }
 
     bool Fail(const QString& problem)
@@ -224,7 +231,11 @@ private:
             return Fail(name + QStringLiteral(" is not installed (bash scripts/install-deps.sh)"));
         auto daemon = std::make_unique<QProcess>();
         daemon->setProcessEnvironment(Environment(QProcessEnvironment::systemEnvironment()));
+        // Into a file, not a pipe: a daemon in the foreground also logs to
+        // its standard error, and a pipe nobody drains while a test waits
+        // would fill and make each of its log lines wait.
         daemon->setProcessChannelMode(QProcess::MergedChannels);
+        daemon->setStandardOutputFile(DaemonOutputPath(name));
         daemon->start(program, arguments);
         if (!daemon->waitForStarted(10000))
             return Fail(name + QStringLiteral(" did not start"));
