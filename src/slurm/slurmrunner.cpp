@@ -38,8 +38,11 @@ constexpr int GuardCancelSeconds = 30;
 constexpr int SubmitSlots = 4;
 // sbatch tries again when the controller was too busy to answer.
 constexpr int SubmitAttempts = 4;
-// Runners of one user share one look at all jobs, taken at most this often.
+// Runners of one user share one look at all jobs, taken at most this often,
+// and never more often than the controller can answer with ease: the next
+// look waits at least this many times as long as the last one took.
 constexpr int SharedTableAgeMs = 500;
+constexpr int SharedTableCostFactor = 4;
 
 // The message that tells the guard the job ended in Slurm.
 constexpr char FinishedByte = 'F';
@@ -391,6 +394,7 @@ enum class PollResult
     Known,
     Unknown, // the controller answered that there is no such job
     NoAnswer,
+    NotYet, // the last look at all jobs was taken before this job was submitted
 };
 
 PollResult PollOne(const std::string& jobId, JobState& state)
@@ -403,10 +407,12 @@ PollResult PollOne(const std::string& jobId, JobState& state)
     return PollResult::NoAnswer;
 }
 
+// The monotonic clock, which every runner on the host shares and which a
+// change of the wall clock does not move.
 struct timespec Now()
 {
     struct timespec now = {};
-    ::clock_gettime(CLOCK_REALTIME, &now);
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
     return now;
 }
 
@@ -446,47 +452,89 @@ public:
     bool Usable() const { return m_usable; }
     std::string SlotPath(int slot) const { return m_table + ".submit" + std::to_string(slot); }
 
-    // The job as a table taken after `submitted` shows it.
+    // The job as the last table shows it. A table older than the job is
+    // not renewed for it: the job waits for the next look, so that runners
+    // submitted one after another do not make the looks come back to back.
     PollResult Look(const std::string& jobId, const struct timespec& submitted, JobState& state)
     {
-        struct timespec taken = {};
-        if (!Refresh(submitted, taken))
+        if (!Refresh())
             return PollResult::NoAnswer;
         const std::string text = ReadTable();
+        TableHeader header;
+        if (!ParseHeader(text, header))
+            return PollResult::NoAnswer;
+        if (Before(header.Started, submitted))
+            return PollResult::NotYet;
         const std::string marker = "JobId=" + jobId + " ";
         for (size_t start = 0; start < text.size();) {
             const size_t end = std::min(text.find('\n', start), text.size());
-            const std::string line = text.substr(start, end - start);
-            if (line.rfind(marker, 0) == 0)
-                return ParseJobLine(line, state) ? PollResult::Known : PollResult::NoAnswer;
+            if (text.compare(start, marker.size(), marker) == 0)
+                return ParseJobLine(text.substr(start, end - start), state) ? PollResult::Known
+                                                                            : PollResult::NoAnswer;
             start = end + 1;
         }
-        return Before(taken, submitted) ? PollResult::NoAnswer : PollResult::Unknown;
+        return PollResult::Unknown;
     }
 
 private:
-    // Under the lock: takes a new table when the last one is too old or
-    // older than the job. False when the controller did not answer.
-    bool Refresh(const struct timespec& submitted, struct timespec& taken)
+    // The table's first line: when its look began (a job submitted before
+    // that is in it) and how long the controller took to answer.
+    struct TableHeader
+    {
+        struct timespec Started = {};
+        long long TookMs = 0;
+    };
+
+    static std::string HeaderLine(const TableHeader& header)
+    {
+        std::ostringstream line;
+        line << "#tavrol-slurm " << header.Started.tv_sec << ' ' << header.Started.tv_nsec << ' '
+             << header.TookMs << '\n';
+        return line.str();
+    }
+
+    static bool ParseHeader(const std::string& text, TableHeader& header)
+    {
+        std::istringstream line(text.substr(0, text.find('\n')));
+        std::string tag;
+        long long seconds = 0;
+        long long nanoseconds = 0;
+        if (!(line >> tag >> seconds >> nanoseconds >> header.TookMs) || tag != "#tavrol-slurm")
+            return false;
+        header.Started.tv_sec = static_cast<time_t>(seconds);
+        header.Started.tv_nsec = static_cast<long>(nanoseconds);
+        return true;
+    }
+
+    bool ReadHeader(TableHeader& header) const
+    {
+        std::string first(128, '\0');
+        const int fd = ::open(m_table.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return false;
+        const ssize_t got = ::read(fd, first.data(), first.size());
+        ::close(fd);
+        if (got <= 0)
+            return false;
+        first.resize(static_cast<size_t>(got));
+        return ParseHeader(first, header);
+    }
+
+    // Under the lock: takes a new table when the last one is old enough.
+    // False when there is none and the controller did not answer.
+    bool Refresh()
     {
         const int lock = ::open(m_lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (lock < 0)
             return false;
-        bool ok = true;
+        bool ok = false;
         if (::flock(lock, LOCK_EX) == 0) {
-            struct stat info = {};
-            const struct timespec now = Now();
-            const bool have = ::stat(m_table.c_str(), &info) == 0;
-            if (!have || Before(info.st_mtim, submitted) ||
-                MillisecondsBetween(info.st_mtim, now) >= SharedTableAgeMs)
-                ok = TakeTable();
-            if (ok && ::stat(m_table.c_str(), &info) == 0)
-                taken = info.st_mtim;
-            else
-                ok = false;
+            TableHeader header;
+            const bool have = ReadHeader(header);
+            const long long waitMs =
+                std::max<long long>(SharedTableAgeMs, SharedTableCostFactor * header.TookMs);
+            ok = (have && MillisecondsBetween(header.Started, Now()) < waitMs) || TakeTable();
             ::flock(lock, LOCK_UN);
-        } else {
-            ok = false;
         }
         ::close(lock);
         return ok;
@@ -494,15 +542,20 @@ private:
 
     bool TakeTable()
     {
+        TableHeader header;
+        header.Started = Now();
         const CommandResult result = RunCommand({"scontrol", "-o", "show", "job"}, {}, true);
         if (!result.Exited || result.ExitCode != 0)
             return false;
+        header.TookMs = MillisecondsBetween(header.Started, Now());
         const std::string temporary = m_table + ".new";
         const int fd =
             ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (fd < 0)
             return false;
-        const bool written = WriteAll(fd, result.Output.data(), result.Output.size());
+        const std::string first = HeaderLine(header);
+        const bool written = WriteAll(fd, first.data(), first.size()) &&
+                             WriteAll(fd, result.Output.data(), result.Output.size());
         ::close(fd);
         return written && ::rename(temporary.c_str(), m_table.c_str()) == 0;
     }
@@ -582,20 +635,12 @@ public:
     {
         if (!table.Usable())
             return;
-        for (;;) {
-            for (int slot = 0; slot < SubmitSlots; ++slot) {
-                const int fd = ::open(table.SlotPath(slot).c_str(),
-                                      O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-                if (fd < 0)
-                    return; // no slots: submit at once
-                if (::flock(fd, LOCK_EX | LOCK_NB) == 0) {
-                    m_fd = fd;
-                    return;
-                }
-                ::close(fd);
-            }
-            SleepMs(20);
+        for (int slot = 0; slot < SubmitSlots; ++slot) {
+            if (Take(table.SlotPath(slot), LOCK_EX | LOCK_NB))
+                return;
         }
+        // All taken: wait in line at one of them, without spinning.
+        Take(table.SlotPath(static_cast<int>(::getpid() % SubmitSlots)), LOCK_EX);
     }
     SubmissionSlot(const SubmissionSlot&) = delete;
     SubmissionSlot& operator=(const SubmissionSlot&) = delete;
@@ -606,6 +651,24 @@ public:
     }
 
 private:
+    // False when the slot is held by another; a slot that cannot be opened
+    // counts as taken, so that the runner submits at once.
+    bool Take(const std::string& path, int operation)
+    {
+        const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (fd < 0)
+            return true;
+        int locked;
+        while ((locked = ::flock(fd, operation)) != 0 && errno == EINTR) {
+        }
+        if (locked != 0) {
+            ::close(fd);
+            return false;
+        }
+        m_fd = fd;
+        return true;
+    }
+
     int m_fd = -1;
 };
 
@@ -624,6 +687,8 @@ int Follow(const std::string& jobId, const struct timespec& submitted, OutputFol
         const PollResult result =
             table.Usable() ? table.Look(jobId, submitted, state) : PollOne(jobId, state);
         switch (result) {
+        case PollResult::NotYet:
+            continue;
         case PollResult::NoAnswer:
             if (++noAnswers >= NoAnswerLimit) {
                 Complain("Slurm does not answer about job " + jobId);
@@ -750,8 +815,24 @@ Outcome OutcomeOf(const JobState& state, const std::string& jobId)
     return outcome;
 }
 
+namespace {
+
+// Descriptors left open by whoever started this process (a lock its own
+// parent held, say) would otherwise stay open in the guard while the job runs.
+void CloseInheritedDescriptors()
+{
+    if (::close_range(STDERR_FILENO + 1, ~0U, 0) == 0)
+        return;
+    const long limit = std::min(::sysconf(_SC_OPEN_MAX), 65536L);
+    for (int fd = STDERR_FILENO + 1; fd < limit; ++fd)
+        ::close(fd);
+}
+
+} // namespace
+
 int Run(const Invocation& invocation)
 {
+    CloseInheritedDescriptors();
     // Whoever started this process (Tavrol) may die by signal 9 too: this
     // process then follows it, and the guard cancels the job.
     const pid_t parent = ::getppid();

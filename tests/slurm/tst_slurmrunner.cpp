@@ -6,11 +6,51 @@
 #include "slurm/slurmrunner.h"
 #include "testsupport.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace TavrolSlurm;
+
+namespace {
+
+// What the link of a descriptor says, as "pipe:[inode]".
+QString LinkText(const QString& path)
+{
+    char target[256] = {};
+    const ssize_t length = ::readlink(QFile::encodeName(path).constData(), target, sizeof target);
+    return length > 0 ? QString::fromLatin1(target, static_cast<int>(length)) : QString();
+}
+
+QString PipeName(int fd)
+{
+    return LinkText(QStringLiteral("/proc/self/fd/%1").arg(fd));
+}
+
+// The processes of ours, other than this one, with the pipe open.
+QStringList HoldersOf(const QString& pipe)
+{
+    QStringList holders;
+    const QString self = QString::number(::getpid());
+    const QDir proc(QStringLiteral("/proc"));
+    for (const QString& pid : proc.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        if (pid == self || pid.toInt() <= 0)
+            continue;
+        const QDir fds(proc.filePath(pid + QStringLiteral("/fd")));
+        for (const QString& fd : fds.entryList(QDir::System | QDir::NoDotAndDotDot)) {
+            if (LinkText(fds.filePath(fd)) == pipe)
+                holders << pid;
+        }
+    }
+    return holders;
+}
+
+} // namespace
 
 class TestSlurmRunner : public QObject
 {
@@ -139,6 +179,34 @@ private slots:
         QCOMPARE(QDir(directory.path())
                      .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList());
+    }
+
+    // A descriptor the runner was given by its parent stays open neither in
+    // it nor in its guard, which outlives it here: without squeue the guard
+    // keeps trying to cancel for half a minute.
+    void inheritedDescriptorsAreClosed()
+    {
+        int ends[2];
+        QCOMPARE(::pipe(ends), 0);
+        ::fcntl(ends[0], F_SETFD, FD_CLOEXEC);
+        const QString inherited = PipeName(ends[1]);
+        QVERIFY(inherited.startsWith(QLatin1String("pipe:[")));
+        QTemporaryDir directory;
+        QProcess runner;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("PATH"), directory.path());
+        runner.setProcessEnvironment(environment);
+        runner.setWorkingDirectory(directory.path());
+        runner.start(QStringLiteral(TAVROL_SLURM_BINARY),
+                     {QStringLiteral("--"), QStringLiteral("/bin/true")});
+        ::close(ends[1]);
+        runner.closeWriteChannel();
+        QVERIFY(runner.waitForFinished(20000));
+        QCOMPARE(runner.exitCode(), 207);
+        QCOMPARE(HoldersOf(inherited), QStringList());
+        char byte = 0;
+        QCOMPARE(::read(ends[0], &byte, 1), ssize_t(0));
+        ::close(ends[0]);
     }
 
     void clusterJobType()
