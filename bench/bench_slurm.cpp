@@ -15,7 +15,9 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QHostAddress>
 #include <QProcess>
+#include <QTcpServer>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -36,7 +38,20 @@ bool WaitForOutput(QProcess& process, const QByteArray& text, int timeoutMs)
         process.waitForReadyRead(100);
         output += process.readAllStandardOutput();
     }
-    return output.contains(text);
+    if (output.contains(text))
+        return true;
+    std::fprintf(stderr, "bench_slurm: Tavrol did not say \"%s\"; it said:\n%s%s\n",
+                 text.constData(), output.right(2000).constData(),
+                 process.readAllStandardError().right(2000).constData());
+    return false;
+}
+
+// A port nobody listens on now, for Tavrol's two servers.
+QString FreePort()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost, 0);
+    return QString::number(server.serverPort());
 }
 
 double ShellLoopSeconds(const E2E::SlurmCluster& cluster, int jobs, const QString& directory)
@@ -64,6 +79,8 @@ double TavrolSeconds(const E2E::SlurmCluster& cluster, int jobs, int& completed)
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home.filePath(QStringLiteral(".config")));
     environment.insert(QStringLiteral("TAVROLPREFS_DIR"), home.filePath(QStringLiteral("prefs")));
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(QStringLiteral("TAVROL_GUI_PORT"), FreePort());
+    environment.insert(QStringLiteral("TAVROL_CONSOLE_PORT"), FreePort());
     QStringList files;
     for (int index = 0; index < jobs; ++index) {
         const QString path = home.filePath(QStringLiteral("job%1.inp").arg(index));
