@@ -5,6 +5,8 @@
 // every file in a temporary directory. The node is this host with its real
 // processors and memory. Daemons run as root, so the cluster needs root.
 
+#include "processcpu.h"
+
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -127,16 +129,9 @@ public:
         for (const auto& daemon : m_daemons) {
             if (QFileInfo(daemon->program()).fileName() != name)
                 continue;
-            QFile stat(QStringLiteral("/proc/%1/stat").arg(daemon->processId()));
-            if (!stat.open(QIODevice::ReadOnly))
+            const long long ticks = TestSupport::ProcessCpuTicks(daemon->processId());
+            if (ticks < 0)
                 return -1;
-            // The fields after the command's closing parenthesis: utime is
-            // the 12th, stime the 13th of them.
-            const QByteArray text = stat.readAll();
-            const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-            if (fields.size() < 13)
-                return -1;
-            const qint64 ticks = fields.at(11).toLongLong() + fields.at(12).toLongLong();
             return ticks * 1000 / ::sysconf(_SC_CLK_TCK);
         }
         return -1;

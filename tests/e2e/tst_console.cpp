@@ -4,6 +4,7 @@
 
 #include "consolesession.h"
 #include "platform/computerdata.h"
+#include "processcpu.h"
 
 #include <QDir>
 #include <QFile>
@@ -87,20 +88,6 @@ QByteArray FileStart(const QString& path, int length)
     if (!file.open(QIODevice::ReadOnly))
         return QByteArray();
     return file.read(length);
-}
-
-// CPU time, user and system, that a process has used, in clock ticks.
-long long CpuTicks(qint64 pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray text = stat.readAll();
-    // Fields after the command name, which is in parentheses and may hold blanks.
-    const QList<QByteArray> fields = text.mid(text.lastIndexOf(')') + 2).split(' ');
-    if (fields.size() < 13)
-        return -1;
-    return fields[11].toLongLong() + fields[12].toLongLong(); // utime, stime
 }
 
 // How many children of a process still run: started and not yet ended. A
@@ -762,10 +749,10 @@ private slots:
         QVERIFY(session);
         session->CloseInput();
         session->Pause(500);
-        const long long before = CpuTicks(session->ProcessId());
+        const long long before = TestSupport::ProcessCpuTicks(session->ProcessId());
         QVERIFY(before >= 0);
         session->Pause(2000);
-        const long long after = CpuTicks(session->ProcessId());
+        const long long after = TestSupport::ProcessCpuTicks(session->ProcessId());
         const double seconds = double(after - before) / double(sysconf(_SC_CLK_TCK));
         QVERIFY2(seconds < 0.5, qPrintable(QString::number(seconds)));
         QVERIFY(session->IsRunning());

@@ -50,6 +50,17 @@ QStringList HoldersOf(const QString& pipe)
     return holders;
 }
 
+// A runner of /bin/true in the directory, with a PATH that has no Slurm.
+void StartWithoutSlurm(QProcess& runner, const QString& directory)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PATH"), directory);
+    runner.setProcessEnvironment(environment);
+    runner.setWorkingDirectory(directory);
+    runner.start(QStringLiteral(TAVROL_SLURM_BINARY),
+                 {QStringLiteral("--"), QStringLiteral("/bin/true")});
+}
+
 } // namespace
 
 class TestSlurmRunner : public QObject
@@ -163,12 +174,7 @@ private slots:
     {
         QTemporaryDir directory;
         QProcess runner;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("PATH"), directory.path());
-        runner.setProcessEnvironment(environment);
-        runner.setWorkingDirectory(directory.path());
-        runner.start(QStringLiteral(TAVROL_SLURM_BINARY),
-                     {QStringLiteral("--"), QStringLiteral("/bin/true")});
+        StartWithoutSlurm(runner, directory.path());
         // A pipe on standard input is read to its end for the job.
         runner.closeWriteChannel();
         QVERIFY(runner.waitForFinished(20000));
@@ -193,12 +199,7 @@ private slots:
         QVERIFY(inherited.startsWith(QLatin1String("pipe:[")));
         QTemporaryDir directory;
         QProcess runner;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("PATH"), directory.path());
-        runner.setProcessEnvironment(environment);
-        runner.setWorkingDirectory(directory.path());
-        runner.start(QStringLiteral(TAVROL_SLURM_BINARY),
-                     {QStringLiteral("--"), QStringLiteral("/bin/true")});
+        StartWithoutSlurm(runner, directory.path());
         ::close(ends[1]);
         runner.closeWriteChannel();
         QVERIFY(runner.waitForFinished(20000));
