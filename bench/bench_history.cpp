@@ -4,8 +4,11 @@
 // binary in the console run mode ("tavrol -console project.tvrl"). Reported
 // per size: the file's size, the time to the first prompt, the time of
 // "list finished jobs" and the size of its text, the process's peak memory
-// (VmHWM) after the listing, and the store's own LoadFromFile and
-// LoadFinishedJobs in this process. Figures only; nothing is asserted.
+// (VmHWM) after the listing, the store's own LoadFromFile and the load of
+// the history list in this process, and the time until the window run mode
+// ("tavrol project.tvrl" on the offscreen platform) takes a request on its
+// port with the project open, with its peak memory. Figures only; nothing
+// is asserted.
 //
 //   bench_history                      10,000, 100,000 and 1,000,000 jobs
 //   bench_history 100000               one size
@@ -17,6 +20,7 @@
 #include "benchsupport.h"
 
 #include "jobs/job.h"
+#include "server/message.h"
 #include "store/database.h"
 #include "store/database_manager.h"
 
@@ -30,6 +34,7 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QStringList>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -155,7 +160,9 @@ InProcess OpenInProcess(const QString& path)
     figures.LoadFromFile = timer.nsecsElapsed() / 1e9;
     timer.start();
     const double cpu = CpuSeconds();
-    figures.Rows = database->LoadFinishedJobs().size();
+    Tavrol_FinishedJobsList history;
+    database->LoadFinishedJobs(history);
+    figures.Rows = history.size();
     figures.LoadFinishedJobs = timer.nsecsElapsed() / 1e9;
     figures.LoadFinishedJobsCpu = CpuSeconds() - cpu;
     manager->CloseAll();
@@ -287,6 +294,75 @@ RealOpen OpenWithBinary(const QString& project, const QString& home)
     return figures;
 }
 
+struct WindowOpen
+{
+    double Answered = -1;
+    long PeakKB = -1;
+};
+
+// A field of /proc/<pid>/status, in kB.
+long StatusKBOf(qint64 pid, const char* field)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(field))
+            return line.mid(int(qstrlen(field))).trimmed().split(' ').value(0).toLong();
+    }
+    return -1;
+}
+
+// The window run mode on the offscreen platform: the request server listens
+// only after the project is open, and it takes a message (closing the
+// connection) only from a running event loop, so the first test message
+// that it takes marks a window that answers.
+WindowOpen OpenWindow(const QString& project, const QString& home)
+{
+    WindowOpen figures;
+    const quint16 guiPort = Bench::FreePort();
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("HOME"), home);
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), home + QStringLiteral("/.config"));
+    environment.insert(QStringLiteral("TAVROLPREFS_DIR"), home);
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(QStringLiteral("TAVROL_CONSOLE_PORT"), QString::number(Bench::FreePort()));
+    environment.insert(QStringLiteral("TAVROL_GUI_PORT"), QString::number(guiPort));
+    QProcess window;
+    window.setProcessEnvironment(environment);
+    window.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    QElapsedTimer timer;
+    timer.start();
+    window.start(QStringLiteral(TAVROL_BINARY), {project});
+    if (!window.waitForStarted(WaitMs))
+        return figures;
+    const QByteArray message =
+        Tavrol_Message::TestMessage(QStringLiteral("bench_history")).toLocal8Bit();
+    while (timer.elapsed() < WaitMs && window.state() == QProcess::Running) {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress(QHostAddress::LocalHost), guiPort);
+        if (!socket.waitForConnected(100)) {
+            window.waitForFinished(20); // lets the window go on, and reads its output
+            window.readAllStandardOutput();
+            continue;
+        }
+        socket.write(message);
+        socket.waitForBytesWritten(WaitMs);
+        if (socket.state() == QAbstractSocket::UnconnectedState ||
+            socket.waitForDisconnected(WaitMs)) {
+            figures.Answered = timer.nsecsElapsed() / 1e9;
+            break;
+        }
+    }
+    figures.PeakKB = StatusKBOf(window.processId(), "VmHWM:");
+    window.terminate();
+    if (!window.waitForFinished(30000)) {
+        window.kill();
+        window.waitForFinished(5000);
+    }
+    return figures;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -298,9 +374,9 @@ int main(int argc, char** argv)
     if (sizes.empty())
         sizes = {10000, 100000, 1000000};
     QTemporaryDir directory;
-    std::printf("%9s %9s %10s %10s %9s %9s %10s %10s %9s %9s %9s %10s\n", "jobs", "file MiB",
-                "prompt s", "listing s", "list CPU", "list MiB", "HWM open", "HWM list", "load s",
-                "jobs s", "jobs CPU", "us/job");
+    std::printf("%9s %9s %10s %10s %9s %9s %10s %10s %9s %9s %9s %10s %9s %10s\n", "jobs",
+                "file MiB", "prompt s", "listing s", "list CPU", "list MiB", "HWM open", "HWM list",
+                "load s", "jobs s", "jobs CPU", "us/job", "window s", "HWM window");
     std::fflush(stdout);
     for (const int rows : sizes) {
         const QString path = directory.filePath(QStringLiteral("history%1.tvrl").arg(rows));
@@ -312,12 +388,14 @@ int main(int argc, char** argv)
         }
         const InProcess inProcess = OpenInProcess(path);
         const RealOpen real = OpenWithBinary(path, home);
-        std::printf(
-            "%9d %9.1f %10.3f %10.3f %9.3f %9.1f %8.0fMB %8.0fMB %9.3f %9.3f %9.3f %10.2f\n", rows,
-            QFileInfo(path).size() / 1048576.0, real.ToPrompt, real.Listing, real.ListingCpu,
-            real.ListingBytes / 1048576.0, real.PeakBeforeListingKB / 1024.0, real.PeakKB / 1024.0,
-            inProcess.LoadFromFile, inProcess.LoadFinishedJobs, inProcess.LoadFinishedJobsCpu,
-            real.ToPrompt * 1e6 / rows);
+        const WindowOpen window = OpenWindow(path, home);
+        std::printf("%9d %9.1f %10.3f %10.3f %9.3f %9.1f %8.0fMB %8.0fMB %9.3f %9.3f %9.3f %10.2f "
+                    "%9.3f %8.0fMB\n",
+                    rows, QFileInfo(path).size() / 1048576.0, real.ToPrompt, real.Listing,
+                    real.ListingCpu, real.ListingBytes / 1048576.0,
+                    real.PeakBeforeListingKB / 1024.0, real.PeakKB / 1024.0, inProcess.LoadFromFile,
+                    inProcess.LoadFinishedJobs, inProcess.LoadFinishedJobsCpu,
+                    real.ToPrompt * 1e6 / rows, window.Answered, window.PeakKB / 1024.0);
         if (inProcess.Rows != size_t(rows))
             std::printf("  (LoadFinishedJobs gave %zu rows)\n", inProcess.Rows);
         std::fflush(stdout);

@@ -1,5 +1,6 @@
 // How the job store keeps up with years of history: adding finished jobs one
-// at a time, loading them all, and copying the project to a file and back.
+// at a time, loading them all, saving the project, and opening it again the
+// way the window does (the file into memory, the history into its list).
 // Prints wall-clock and CPU figures; exits 1 when a wall-clock target is
 // missed. On a busy machine the CPU figure shows what the store itself costs.
 //
@@ -155,13 +156,20 @@ int main(int argc, char** argv)
     const double saveWall = saveWatch.Wall();
     const double saveCpu = saveWatch.Cpu();
     manager->CloseAll();
+    // The store's part of opening a project, as the window does it: the file
+    // into a memory database, then the history into the list that keeps it.
+    // bench_history times the whole open through the tavrol binary.
     const Stopwatch reloadWatch;
     database = manager->GetDatabase(SQLiteMemory, QString(), false);
     database->FilePath = path;
     const bool reloaded = database->Open() && manager->LoadFromFile(path, database);
     const double reloadWall = reloadWatch.Wall();
     const double reloadCpu = reloadWatch.Cpu();
-    const size_t loadedAgain = database->LoadFinishedJobs().size();
+    Tavrol_FinishedJobsList history;
+    database->LoadFinishedJobs(history);
+    const double openWall = reloadWatch.Wall();
+    const double openCpu = reloadWatch.Cpu();
+    const size_t loadedAgain = history.size();
 
     const QString thousand = QStringLiteral("%L1").arg(EarlyCount);
     const QString from = QStringLiteral("%L1").arg(lateStart + 1);
@@ -180,10 +188,8 @@ int main(int argc, char** argv)
                   loadCpu, "s", loaded == size_t(rows + 1) && loadWall < TargetSeconds);
     Report(QStringLiteral("SaveToFile"), saveWall, saveCpu, "s", saved);
     Report(QStringLiteral("LoadFromFile"), reloadWall, reloadCpu, "s", reloaded);
-    met &= Report(QStringLiteral("SaveToFile + LoadFromFile"), saveWall + reloadWall,
-                  saveCpu + reloadCpu, "s",
-                  saved && reloaded && loadedAgain == size_t(rows + 1) &&
-                      saveWall + reloadWall < TargetSeconds);
+    met &= Report(QStringLiteral("open: LoadFromFile + the history list"), openWall, openCpu, "s",
+                  reloaded && loadedAgain == size_t(rows + 1) && openWall < TargetSeconds);
     std::printf("project file: %.1f MiB; every add %s; %zu rows loaded, %zu after the reload\n",
                 QFileInfo(path).size() / 1048576.0, allAdded ? "succeeded" : "FAILED", loaded,
                 loadedAgain);

@@ -140,12 +140,13 @@ JobFacts LookUpJob(Tavrol_AppWindow* window, int jobId)
         }
     }
     if (!facts.Found && window->FinishedJobsView()) {
-        const auto& finished = window->FinishedJobsView()->FinishedJobs();
-        for (auto job = finished.rbegin(); job != finished.rend(); ++job) {
-            if (job->JobID == jobId) {
+        const Tavrol_FinishedJobsList& finished = window->FinishedJobsView()->FinishedJobs();
+        for (size_t index = finished.size(); index > 0; --index) {
+            if (finished.JobIDAt(index - 1) == jobId) {
+                const Tavrol_Job job = finished[index - 1];
                 facts.Found = true;
-                facts.Record = *job;
-                facts.CommandLine = job->CommandLine();
+                facts.Record = job;
+                facts.CommandLine = job.CommandLine();
                 break;
             }
         }

@@ -9,6 +9,7 @@
 
 #include "store/database.h"
 #include "store/database_manager.h"
+#include "store/steadylocalzone.h"
 
 #include <QFileInfo>
 #include <QFrame>
@@ -16,6 +17,8 @@
 #include <QMessageBox>
 #include <QVBoxLayout>
 #include <QWidget>
+
+#include <utility>
 
 namespace {
 
@@ -78,7 +81,16 @@ void Tavrol_FinishedJobsWidget::AddJob(const Tavrol_Job& job)
 
 void Tavrol_FinishedJobsWidget::SetJobs(const std::vector<Tavrol_Job>& jobs)
 {
-    m_finishedJobs.assign(jobs.begin(), jobs.end());
+    m_finishedJobs.clear();
+    for (const Tavrol_Job& job : jobs)
+        m_finishedJobs.push_back(job);
+    m_rowsCurrent = false;
+    Update();
+}
+
+void Tavrol_FinishedJobsWidget::TakeJobs(Tavrol_FinishedJobsList&& jobs)
+{
+    m_finishedJobs = std::move(jobs);
     m_rowsCurrent = false;
     Update();
 }
@@ -171,19 +183,36 @@ int Tavrol_FinishedJobsWidget::CurrentJobIndex() const
     return index < static_cast<int>(m_finishedJobs.size()) ? index : -1;
 }
 
+// A history of years is listed without keeping its text: each row's cells
+// are made when they are measured and again when they are written.
 void Tavrol_FinishedJobsWidget::PrintList()
 {
-    Tavrol_Listing listing(Headers());
-    listing.Reserve(m_finishedJobs.size());
-    for (const Tavrol_Job& job : m_finishedJobs) {
-        listing.AddRow(
-            {QString::number(job.JobID), job.Name, Tavrol_Job::StatusToString(job.Status),
-             job.JobType.Name, job.QueueName, job.JobType.ExecutablePath, job.CommandLine(),
-             Tavrol_Listing::TimeText(job.Submitted), Tavrol_Listing::TimeText(job.Started),
-             Tavrol_Listing::TimeText(job.Finished)});
-    }
-    listing.Print(QStringLiteral("\nFinished Jobs"),
-                  QStringLiteral("\nFinished Jobs List is Empty\n"));
+    // Three local times a row, twice: the zone is read once for all of them.
+    const Tavrol_SteadyLocalZone steadyZone;
+    std::vector<QString> statusWords;
+    for (int status = JobStatusUnknown; status <= JobStatusKilled; ++status)
+        statusWords.push_back(Tavrol_Job::StatusToString(status));
+    const auto statusText = [&statusWords](int status) {
+        return status >= 0 && status < static_cast<int>(statusWords.size())
+                   ? statusWords[static_cast<size_t>(status)]
+                   : Tavrol_Job::StatusToString(status);
+    };
+    Tavrol_Listing::PrintRows(
+        Headers(), m_finishedJobs.size(),
+        [&](size_t row, std::vector<QString>& cells) {
+            const Tavrol_Job job = m_finishedJobs[row];
+            cells[0] = QString::number(job.JobID);
+            cells[1] = job.Name;
+            cells[2] = statusText(job.Status);
+            cells[3] = job.JobType.Name;
+            cells[4] = job.QueueName;
+            cells[5] = job.JobType.ExecutablePath;
+            cells[6] = job.CommandLine();
+            cells[7] = Tavrol_Listing::TimeText(job.Submitted);
+            cells[8] = Tavrol_Listing::TimeText(job.Started);
+            cells[9] = Tavrol_Listing::TimeText(job.Finished);
+        },
+        QStringLiteral("\nFinished Jobs"), QStringLiteral("\nFinished Jobs List is Empty\n"));
 }
 
 namespace {
@@ -223,7 +252,7 @@ void Tavrol_FinishedJobsWidget::CellDoubleClickedSlot(int row, int column)
     const int index = CurrentJobIndex();
     if (index < 0)
         return;
-    const Tavrol_Job& job = m_finishedJobs[static_cast<size_t>(index)];
+    const Tavrol_Job job = m_finishedJobs[static_cast<size_t>(index)];
     if (IsExistingFile(job.OutputFilePath))
         ShowOutput(job);
 }
@@ -296,12 +325,12 @@ void Tavrol_FinishedJobsWidget::RemoveSelectedJobs()
         return;
     if (Tavrol_Database* database = Tavrol_Database_Manager::Current()) {
         for (const int index : indexes)
-            database->DeleteFinishedJob(m_finishedJobs[static_cast<size_t>(index)].JobID);
+            database->DeleteFinishedJob(m_finishedJobs.JobIDAt(static_cast<size_t>(index)));
     }
     // From the last to the first, so that an erased entry moves none still to come.
     Quolix_Collection::Sort(indexes);
     for (auto index = indexes.rbegin(); index != indexes.rend(); ++index)
-        m_finishedJobs.erase(m_finishedJobs.begin() + *index);
+        m_finishedJobs.erase(static_cast<size_t>(*index));
     m_rowsCurrent = false;
     Update();
 }

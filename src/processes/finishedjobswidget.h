@@ -1,6 +1,7 @@
 #pragma once
 
 #include "jobs/job.h"
+#include "processes/finishedjobslist.h"
 
 #include <QObject>
 #include <QPoint>
@@ -31,11 +32,13 @@ public:
 
     void AddJob(const Tavrol_Job& job);
     void SetJobs(const std::vector<Tavrol_Job>& jobs);
+    // Takes the list as it is, without a copy of any job.
+    void TakeJobs(Tavrol_FinishedJobsList&& jobs);
     void Clear();
     void Update();
     void PrintList();
 
-    const std::deque<Tavrol_Job>& FinishedJobs() const { return m_finishedJobs; }
+    const Tavrol_FinishedJobsList& FinishedJobs() const { return m_finishedJobs; }
     QFrame* Frame() const { return m_frame; }
     Quolix_TableWidget* Table() const { return m_table; }
     // The ten column headers of the table and of the console listing.
@@ -59,9 +62,7 @@ private:
 
     QFrame* m_frame = nullptr;
     Quolix_TableWidget* m_table = nullptr;
-    // A deque: a job's end appends without moving, and so copying, the
-    // whole history, as a vector that grows would.
-    std::deque<Tavrol_Job> m_finishedJobs;
+    Tavrol_FinishedJobsList m_finishedJobs;
     // The table shows the entries [0, m_rowsShown) of the list as they are,
     // unless m_rowsCurrent is false (the list was replaced or shrunk).
     size_t m_rowsShown = 0;

@@ -3,11 +3,13 @@
 #include "jobs/job.h"
 #include "jobtypes/jobtype.h"
 #include "platform/database_foundation.h"
+#include "processes/finishedjobslist.h"
 
 #include <QDateTime>
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <vector>
 
 class QSqlRecord;
@@ -66,6 +68,9 @@ public:
     bool AddFinishedJob(const Tavrol_Job& job, bool forceNew, int* id);
     bool DeleteFinishedJob(int jobId);
     std::vector<Tavrol_Job> LoadFinishedJobs();
+    // The history straight into the list that keeps it, so that years of
+    // jobs are never held twice while a project opens. The list is replaced.
+    void LoadFinishedJobs(Tavrol_FinishedJobsList& jobs);
 
     // An index on JobID for each queue's table, so that the delete at a job's
     // end does not read the whole queue. Only a memory database holds them,
@@ -133,4 +138,8 @@ private:
     bool AddJob(const JobTable& table, const Tavrol_Job& job, bool forceNew, int* id);
     bool DeleteJob(const JobTable& table, int jobId);
     std::vector<Tavrol_Job> LoadJobs(const JobTable& table);
+    // Reads the rows of a table in order, each into the job that next gives;
+    // false when the select failed. expected learns the row count first.
+    bool ReadJobs(const JobTable& table, const std::function<void(size_t)>& expected,
+                  const std::function<Tavrol_Job&()>& next);
 };

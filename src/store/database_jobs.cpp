@@ -1,5 +1,6 @@
 #include "store/database.h"
 
+#include "store/sharedtexts.h"
 #include "store/steadylocalzone.h"
 
 #include <QDateTime>
@@ -241,27 +242,61 @@ bool Tavrol_Database::DeleteJob(const JobTable& table, int jobId)
 std::vector<Tavrol_Job> Tavrol_Database::LoadJobs(const JobTable& table)
 {
     std::vector<Tavrol_Job> jobs;
+    // Jobs cannot be moved, only copied: room for all of them comes first.
+    const bool read = ReadJobs(
+        table, [&jobs](size_t rows) { jobs.reserve(rows); },
+        [&jobs]() -> Tavrol_Job& { return jobs.emplace_back(); });
+    if (!read)
+        jobs.clear();
+    return jobs;
+}
+
+// Each row is read into one job and kept in the list's compact form.
+void Tavrol_Database::LoadFinishedJobs(Tavrol_FinishedJobsList& jobs)
+{
+    jobs.clear();
+    Tavrol_Job job;
+    bool filled = false;
+    const auto next = [&]() -> Tavrol_Job& {
+        if (filled)
+            jobs.push_back(job);
+        static_cast<Tavrol_JobRecord&>(job) = Tavrol_JobRecord();
+        filled = true;
+        return job;
+    };
+    if (!ReadJobs(
+            FinishedJobsTable, [](size_t) {}, next)) {
+        jobs.clear();
+        return;
+    }
+    if (filled)
+        jobs.push_back(job);
+}
+
+bool Tavrol_Database::ReadJobs(const JobTable& table, const std::function<void(size_t)>& expected,
+                               const std::function<Tavrol_Job&()>& next)
+{
     QSqlDriver* driver = Driver();
     if (!driver || !Database.isOpen())
-        return jobs;
+        return true;
     const QSqlRecord fields = Database.record(table.Table);
     if (fields.isEmpty())
-        return jobs;
+        return true;
     // Three local times a row: the zone is read once for all of them.
     const Tavrol_SteadyLocalZone steadyZone;
-    // Jobs cannot be moved, only copied: room for all of them comes first.
     int rows = 0;
     if (SelectPreparedInt(QStringLiteral("SELECT COUNT(*) FROM ") + table.Table, &rows))
-        jobs.reserve(size_t(rows));
+        expected(size_t(rows));
     // Positions of the columns by name, looked up once per load.
     std::vector<int> positions;
     std::map<int, Tavrol_JobType> jobTypes;
+    Tavrol_SharedTexts sharedTexts;
     const auto rebuild = [&](const Quolix_ResultRow& row) {
         if (positions.empty()) {
             for (const JobColumn& column : JobColumns)
                 positions.push_back(row.ColumnIndex(QLatin1String(column.Name)));
         }
-        Tavrol_Job& job = jobs.emplace_back();
+        Tavrol_Job& job = next();
         for (std::size_t index = 0; index < std::size(JobColumns); ++index) {
             const JobColumn& column = JobColumns[index];
             if (column.Load && (table.Finished || !column.FinishedOnly))
@@ -278,12 +313,11 @@ std::vector<Tavrol_Job> Tavrol_Database::LoadJobs(const JobTable& table)
             job.QueueID = 0;
             job.QueueName = table.QueueName;
         }
+        sharedTexts.Share(job);
         // What the full constructor does last, now that the input file and
         // the job type are in place.
         job.SetDefaultOutputFilePath();
     };
-    if (!SelectEach(driver->sqlStatement(QSqlDriver::SelectStatement, table.Table, fields, false),
-                    rebuild))
-        jobs.clear();
-    return jobs;
+    return SelectEach(driver->sqlStatement(QSqlDriver::SelectStatement, table.Table, fields, false),
+                      rebuild);
 }

@@ -27,6 +27,15 @@ public:
     // 8-bit encoding, and flushes.
     void Print(const QString& heading, const QString& emptyText) const;
 
+    // The cells of one row of a listing that is not kept: the function gives
+    // the texts of row number row into cells, which holds one entry per header.
+    using CellsOf = std::function<void(size_t row, std::vector<QString>& cells)>;
+    // Prints the same text as a listing holding those rows would, without
+    // keeping them: cellsOf is asked for every row twice, once for the column
+    // widths and once as the row is written.
+    static void PrintRows(const QStringList& headers, size_t rows, const CellsOf& cellsOf,
+                          const QString& heading, const QString& emptyText);
+
     // "MM-dd-yyyy hh:mm:ss"; empty for a null time.
     static QString TimeText(const QDateTime& time);
 

@@ -26,6 +26,7 @@
 
 #include <cstdio>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -449,12 +450,13 @@ void Tavrol_AppWindow::ReloadFinishedJobs()
     if (!m_finishedView)
         return;
     Tavrol_Database* database = Tavrol_Database_Manager::Current();
-    const std::vector<Tavrol_Job> jobs =
-        database ? database->LoadFinishedJobs() : std::vector<Tavrol_Job>();
+    Tavrol_FinishedJobsList jobs;
+    if (database)
+        database->LoadFinishedJobs(jobs);
     if (jobs.empty())
         m_finishedView->Clear();
     else
-        m_finishedView->SetJobs(jobs);
+        m_finishedView->TakeJobs(std::move(jobs));
 }
 
 void Tavrol_AppWindow::ReloadJobTypes()

@@ -52,6 +52,58 @@ private slots:
             SampleBytes());
     }
 
+    void printRowsWritesWhatAKeptListingPrints()
+    {
+        const std::vector<QStringList> rows{
+            {QStringLiteral("7"), QStringLiteral("Molécule"), QStringLiteral("Pending")},
+            {QStringLiteral("12"), QStringLiteral("a"), QStringLiteral("Running")}};
+        int asked = 0;
+        StdoutCapture capture;
+        Tavrol_Listing::PrintRows(
+            {QStringLiteral("Job ID"), QStringLiteral("Name"), QStringLiteral("Status")},
+            rows.size(),
+            [&](size_t row, std::vector<QString>& cells) {
+                ++asked;
+                QCOMPARE(cells.size(), size_t(3));
+                for (size_t column = 0; column < cells.size(); ++column)
+                    cells[column] = rows[row][int(column)];
+            },
+            QStringLiteral("\nHeading"), QStringLiteral("\nNothing\n"));
+        QCOMPARE(capture.Bytes(), SampleBytes());
+        QCOMPARE(asked, 4); // each row once for the widths, once written
+    }
+
+    void printRowsWithoutRowsPrintsOnlyItsEmptyText()
+    {
+        StdoutCapture capture;
+        Tavrol_Listing::PrintRows(
+            {QStringLiteral("A")}, 0, [](size_t, std::vector<QString>&) { QFAIL("asked"); },
+            QStringLiteral("\nHeading"), QStringLiteral("\nNothing\n"));
+        QCOMPARE(capture.Bytes(), QByteArray("\nNothing\n\n"));
+    }
+
+    // puts stops at a zero byte; the rest of that line is not written.
+    void printRowsCutsALineAtAZeroCharacter()
+    {
+        Tavrol_Listing kept({QStringLiteral("A"), QStringLiteral("B")});
+        const QStringList cells{QStringLiteral("x") + QChar(0) + QStringLiteral("y"),
+                                QStringLiteral("z")};
+        kept.AddRow(cells);
+        StdoutCapture keptCapture;
+        kept.Print(QStringLiteral("H"), QString());
+        const QByteArray keptBytes = keptCapture.Bytes();
+        StdoutCapture capture;
+        Tavrol_Listing::PrintRows(
+            {QStringLiteral("A"), QStringLiteral("B")}, 1,
+            [&](size_t, std::vector<QString>& row) {
+                row[0] = cells[0];
+                row[1] = cells[1];
+            },
+            QStringLiteral("H"), QString());
+        QCOMPARE(capture.Bytes(), keptBytes);
+        QCOMPARE(capture.Bytes(), QByteArray("H\nA    B\n------\nx\n\n"));
+    }
+
     void anEmptyListingPrintsOnlyItsEmptyText()
     {
         const Tavrol_Listing listing({QStringLiteral("A"), QStringLiteral("B")});
