@@ -10,6 +10,7 @@
 #include "processes/finishedjobswidget.h"
 #include "processes/process.h"
 #include "server/message.h"
+#include "store/steadylocalzone.h"
 #include "window/appwindow.h"
 
 #include <QFileInfo>
@@ -97,6 +98,10 @@ bool Tavrol_Job::Start()
 QProcessEnvironment Tavrol_Job::Environment() const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    // A submission of many jobs reads the local zone once through a TZ of
+    // its own; the jobs get the environment Tavrol was started with.
+    if (Tavrol_SteadyLocalZone::Pinned())
+        environment.remove(QStringLiteral("TZ"));
     const QStringList lines =
         JobType.EnvironmentVariables.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     for (const QString& line : lines) {

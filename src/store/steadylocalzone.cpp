@@ -10,6 +10,9 @@ namespace {
 // file itself, not a rule.
 const char DefaultZone[] = ":/etc/localtime";
 
+// Only the outermost instance pins; the main thread alone makes them.
+bool zonePinned = false;
+
 } // namespace
 
 Tavrol_SteadyLocalZone::Tavrol_SteadyLocalZone()
@@ -17,6 +20,7 @@ Tavrol_SteadyLocalZone::Tavrol_SteadyLocalZone()
     if (qEnvironmentVariableIsSet("TZ"))
         return; // a set TZ is already read once only
     m_pinned = qputenv("TZ", QByteArray(DefaultZone));
+    zonePinned = m_pinned;
     tzset();
 }
 
@@ -25,5 +29,11 @@ Tavrol_SteadyLocalZone::~Tavrol_SteadyLocalZone()
     if (!m_pinned)
         return;
     qunsetenv("TZ");
+    zonePinned = false;
     tzset();
+}
+
+bool Tavrol_SteadyLocalZone::Pinned()
+{
+    return zonePinned;
 }

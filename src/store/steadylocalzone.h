@@ -9,7 +9,8 @@
 // makes the C library check the system's zone file anew; loading years of
 // history builds three such times per row. Naming that same default file in
 // TZ for the length of the load gives the same zone, read once. TZ is put
-// back as it was at the end, so nothing started later inherits it.
+// back as it was at the end, so nothing started later inherits it; what
+// starts a program meanwhile leaves it out (Pinned).
 class Tavrol_SteadyLocalZone
 {
 public:
@@ -17,6 +18,10 @@ public:
     ~Tavrol_SteadyLocalZone();
     Tavrol_SteadyLocalZone(const Tavrol_SteadyLocalZone&) = delete;
     Tavrol_SteadyLocalZone& operator=(const Tavrol_SteadyLocalZone&) = delete;
+
+    // True while some instance has put its TZ in place: a program started
+    // meanwhile must not be given it (see Tavrol_Job::Environment).
+    static bool Pinned();
 
 private:
     bool m_pinned = false;

@@ -14,6 +14,7 @@
 #include "platform/tablewidget.h"
 #include "processes/finishedjobswidget.h"
 #include "processes/runningjobswidget.h"
+#include "store/steadylocalzone.h"
 #include "views/jobviewers.h"
 #include "views/listing.h"
 #include "window/appwindow.h"
@@ -119,6 +120,8 @@ void Tavrol_JobsWidget::AddJobFromFile(const QString& filePath, int jobTypeId)
     if (trimmed.isEmpty())
         return;
     const QString path = QDir::toNativeSeparators(QDir::cleanPath(trimmed));
+    // Every new job stamps several local times; the zone is read once.
+    const Tavrol_SteadyLocalZone steadyZone;
 
     std::vector<Tavrol_JobType> jobTypes;
     Tavrol_JobType::GetAll(jobTypes);

@@ -5,6 +5,7 @@
 #include "processes/finishedjobswidget.h"
 #include "processes/process.h"
 #include "server/message.h"
+#include "store/steadylocalzone.h"
 #include "testsupport.h"
 #include "window/appwindow.h"
 
@@ -121,6 +122,7 @@ private slots:
     void killHandsCopyToFinishedJobsAtOnce();
     void environmentLineRules();
     void gaussMemdefNeedsPositiveInteger();
+    void jobsStartedWhileTheZoneIsSteadyGetNoTZ();
     void gaussMemdefTakesSizesBeyond32Bits();
     void gaussMemdefUnexpandedReachesProgramUnchanged();
     void notificationReachesListenerAsExactBytes();
@@ -513,6 +515,40 @@ void TestJobExecution::environmentLineRules()
     QCOMPARE(environment.value(QStringLiteral("HOME")), qEnvironmentVariable("HOME"));
     qunsetenv("TAVROL_TEST_REPLACED");
     qunsetenv("TAVROL_TEST_KEPT");
+}
+
+// A submission reads the local zone once through a TZ of its own; a job it
+// starts gets Tavrol's environment, without that TZ, and a TZ the user set
+// is passed on as always.
+void TestJobExecution::jobsStartedWhileTheZoneIsSteadyGetNoTZ()
+{
+    const QByteArray userZone = qgetenv("TZ");
+    const bool userHadZone = qEnvironmentVariableIsSet("TZ");
+    const auto restore = qScopeGuard([&] {
+        if (userHadZone)
+            qputenv("TZ", userZone);
+        else
+            qunsetenv("TZ");
+    });
+    auto job =
+        MakeJob(MakeType(Standin(QStringLiteral("g16")), QStringLiteral("@EXEFILE")), QString());
+    qunsetenv("TZ");
+    {
+        const Tavrol_SteadyLocalZone steady;
+        QVERIFY(Tavrol_SteadyLocalZone::Pinned());
+        QCOMPARE(qgetenv("TZ"), QByteArray(":/etc/localtime"));
+        QVERIFY(!job->Environment().contains(QStringLiteral("TZ")));
+    }
+    QVERIFY(!Tavrol_SteadyLocalZone::Pinned());
+    QVERIFY(!qEnvironmentVariableIsSet("TZ"));
+
+    qputenv("TZ", "Europe/Berlin");
+    {
+        const Tavrol_SteadyLocalZone steady;
+        QVERIFY(!Tavrol_SteadyLocalZone::Pinned());
+        QCOMPARE(job->Environment().value(QStringLiteral("TZ")), QStringLiteral("Europe/Berlin"));
+    }
+    QCOMPARE(qgetenv("TZ"), QByteArray("Europe/Berlin"));
 }
 
 void TestJobExecution::gaussMemdefNeedsPositiveInteger()
