@@ -192,6 +192,19 @@ InProcess OpenInProcess(const QString& path)
     return figures;
 }
 
+// A field of /proc/<pid>/status, in kB.
+long StatusKBOf(qint64 pid, const char* field)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith(field))
+            return line.mid(int(qstrlen(field))).trimmed().split(' ').value(0).toLong();
+    }
+    return -1;
+}
+
 // Reads the child's output as it comes, keeping only its count and its end.
 class Child
 {
@@ -235,17 +248,7 @@ public:
     qint64 Bytes() const { return m_bytes; }
 
     // A field of /proc/<pid>/status, in kB.
-    long StatusKB(const char* field) const
-    {
-        QFile status(QStringLiteral("/proc/%1/status").arg(m_process.processId()));
-        if (!status.open(QIODevice::ReadOnly))
-            return -1;
-        for (const QByteArray& line : status.readAll().split('\n')) {
-            if (line.startsWith(field))
-                return line.mid(int(qstrlen(field))).trimmed().split(' ').value(0).toLong();
-        }
-        return -1;
-    }
+    long StatusKB(const char* field) const { return StatusKBOf(m_process.processId(), field); }
 
     // The child's CPU time so far, user and system, in seconds.
     double CpuSeconds() const
@@ -322,19 +325,6 @@ struct WindowOpen
     double Answered = -1;
     long PeakKB = -1;
 };
-
-// A field of /proc/<pid>/status, in kB.
-long StatusKBOf(qint64 pid, const char* field)
-{
-    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
-        if (line.startsWith(field))
-            return line.mid(int(qstrlen(field))).trimmed().split(' ').value(0).toLong();
-    }
-    return -1;
-}
 
 // The window run mode on the offscreen platform: the request server listens
 // only after the project is open, and it takes a message (closing the
