@@ -263,9 +263,45 @@ double Median(std::vector<double> values)
     return values.empty() ? 0 : values[values.size() / 2];
 }
 
+// bench_queue submit [count] [rounds]: only the AddJobFromFile of every input,
+// into a queue that starts none of them, for the submission's own cost.
+int RunSubmit(int count, int rounds, const QDir& work)
+{
+    Tavrol_JobType::SetAll({BenchJobType(QStringLiteral("/bin/true"))});
+    const QStringList inputs = WriteInputs(work, count);
+    if (inputs.size() != count)
+        return 1;
+    std::vector<double> seconds;
+    for (int round = 0; round < rounds; ++round) {
+        if (!OpenMemoryProject())
+            return 1;
+        {
+            Tavrol_AppWindow window;
+            TavrolAppWindow = &window;
+            window.BuildWidgets();
+            Tavrol_LongJobsQueueWidget& queue = *window.LongJobsView();
+            queue.SetMaxRunningJobs(0);
+            QElapsedTimer clock;
+            clock.start();
+            for (const QString& input : inputs)
+                queue.AddJobFromFile(input, 0);
+            seconds.push_back(clock.nsecsElapsed() / 1e9);
+            std::printf("round %d: %d jobs submitted in %.3f s (%.1f us per job)\n", round + 1,
+                        count, seconds.back(), seconds.back() * 1e6 / count);
+            std::fflush(stdout);
+            queue.ClearJobs();
+            TavrolAppWindow = nullptr;
+        }
+        Tavrol_Database_Manager::Instance()->CloseAll();
+    }
+    std::printf("median: %.3f s\n", Median(seconds));
+    return 0;
+}
+
 } // namespace
 
-// Usage: bench_queue [rounds], or bench_queue scale [counts...] (see RunScale). Each round runs
+// Usage: bench_queue [rounds], bench_queue scale [counts...] (see RunScale), or
+// bench_queue submit [count] [rounds] (see RunSubmit). Each round runs
 // both sides on the same 2,000 commands, in alternating order, so that neither always runs on a
 // machine the other has just warmed or loaded; the medians are compared.
 int main(int argc, char** argv)
@@ -280,6 +316,12 @@ int main(int argc, char** argv)
             counts = {2000, 8000, 32000};
         QTemporaryDir scaleWork;
         return RunScale(counts, QDir(scaleWork.path()));
+    }
+    if (argc > 1 && QByteArray(argv[1]) == "submit") {
+        const int count = argc > 2 ? std::max(1, std::atoi(argv[2])) : 32000;
+        const int submitRounds = argc > 3 ? std::max(1, std::atoi(argv[3])) : 3;
+        QTemporaryDir submitWork;
+        return RunSubmit(count, submitRounds, QDir(submitWork.path()));
     }
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     QTemporaryDir work;

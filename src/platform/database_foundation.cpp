@@ -80,12 +80,32 @@ void Quolix_Database_Foundation::Close()
         Database.close();
 }
 
-bool Quolix_Database_Foundation::Commit()
+bool Quolix_Database_Foundation::BeginTransaction()
 {
-    if (!Database.commit()) {
+    if (sqlite3* handle = SQLiteHandle())
+        return StepPrepared(handle, QStringLiteral("BEGIN"), {},
+                            QStringLiteral("Unable to begin transaction"));
+    if (!Database.transaction()) {
         RememberError(Database.lastError());
         return false;
     }
+    return true;
+}
+
+bool Quolix_Database_Foundation::Commit()
+{
+    const bool committed = [this] {
+        if (sqlite3* handle = SQLiteHandle())
+            return StepPrepared(handle, QStringLiteral("COMMIT"), {},
+                                QStringLiteral("Unable to commit transaction"));
+        if (!Database.commit()) {
+            RememberError(Database.lastError());
+            return false;
+        }
+        return true;
+    }();
+    if (!committed)
+        return false;
     Modified = true;
     if (const std::function<void()>& observer = CommitObserver())
         observer();
@@ -238,28 +258,34 @@ int BindValue(sqlite3_stmt* statement, int position, const QVariant& value)
 
 } // namespace
 
+bool Quolix_Database_Foundation::StepPrepared(sqlite3* handle, const QString& sql,
+                                              const std::vector<QVariant>& values,
+                                              const QString& failureText)
+{
+    sqlite3_stmt* statement = PreparedStatement(handle, sql);
+    if (!statement)
+        return false;
+    for (int position = 0; position < int(values.size()); ++position) {
+        if (BindValue(statement, position + 1, values[size_t(position)]) != SQLITE_OK) {
+            RememberSQLiteError(handle, QStringLiteral("Unable to bind value"));
+            sqlite3_clear_bindings(statement);
+            return false;
+        }
+    }
+    const int result = sqlite3_step(statement);
+    if (result != SQLITE_DONE && result != SQLITE_ROW)
+        RememberSQLiteError(handle, failureText);
+    // Reset at once, so that the kept statement holds nothing of the database.
+    sqlite3_reset(statement);
+    sqlite3_clear_bindings(statement);
+    return result == SQLITE_DONE || result == SQLITE_ROW;
+}
+
 bool Quolix_Database_Foundation::ExecutePrepared(const QString& sql,
                                                  const std::vector<QVariant>& values)
 {
-    if (sqlite3* handle = SQLiteHandle()) {
-        sqlite3_stmt* statement = PreparedStatement(handle, sql);
-        if (!statement)
-            return false;
-        for (int position = 0; position < int(values.size()); ++position) {
-            if (BindValue(statement, position + 1, values[size_t(position)]) != SQLITE_OK) {
-                RememberSQLiteError(handle, QStringLiteral("Unable to bind value"));
-                sqlite3_clear_bindings(statement);
-                return false;
-            }
-        }
-        const int result = sqlite3_step(statement);
-        if (result != SQLITE_DONE && result != SQLITE_ROW)
-            RememberSQLiteError(handle, QStringLiteral("Unable to fetch row"));
-        // Reset at once, so that the kept statement holds nothing of the database.
-        sqlite3_reset(statement);
-        sqlite3_clear_bindings(statement);
-        return result == SQLITE_DONE || result == SQLITE_ROW;
-    }
+    if (sqlite3* handle = SQLiteHandle())
+        return StepPrepared(handle, sql, values, QStringLiteral("Unable to fetch row"));
     QSqlQuery* query = PreparedQuery(sql);
     if (!query)
         return false;
@@ -304,6 +330,24 @@ bool Quolix_Database_Foundation::SelectPreparedInt(const QString& sql, int* valu
         if (found)
             *value = number;
     }
+    query->finish();
+    return found;
+}
+
+bool Quolix_Database_Foundation::SelectPreparedHasRow(const QString& sql)
+{
+    if (sqlite3* handle = SQLiteHandle()) {
+        sqlite3_stmt* statement = PreparedStatement(handle, sql);
+        if (!statement)
+            return false;
+        const bool found = sqlite3_step(statement) == SQLITE_ROW;
+        sqlite3_reset(statement);
+        return found;
+    }
+    QSqlQuery* query = PreparedQuery(sql);
+    if (!query)
+        return false;
+    const bool found = query->exec() && query->next();
     query->finish();
     return found;
 }

@@ -66,6 +66,9 @@ public:
     // from the new-project sequence.
     bool Open();
     void Close();
+    // Begins a transaction with "BEGIN"; on SQLite the statement is kept
+    // prepared, as every add and update of the store begins one.
+    bool BeginTransaction();
     // Commits the transaction the caller began on Database. A successful
     // commit marks the project as modified.
     bool Commit();
@@ -103,6 +106,9 @@ protected:
     // The first column of the first row of a kept statement, as an integer;
     // false for no row, an SQL null or no number.
     bool SelectPreparedInt(const QString& sql, int* value);
+    // Whether a kept statement gives at least one row; false also when it
+    // cannot be prepared.
+    bool SelectPreparedHasRow(const QString& sql);
     // Runs a select and hands every row to visit, in the order of the result,
     // forward only: no row is kept once visit returns. False when the
     // statement fails.
@@ -120,6 +126,10 @@ private:
     sqlite3* SQLiteHandle() const;
     QSqlQuery* PreparedQuery(const QString& sql);
     sqlite3_stmt* PreparedStatement(sqlite3* handle, const QString& sql);
+    // Binds the values to a kept statement and runs it to its first row or
+    // its end; a failure is remembered under failureText.
+    bool StepPrepared(sqlite3* handle, const QString& sql, const std::vector<QVariant>& values,
+                      const QString& failureText);
     void RememberSQLiteError(sqlite3* handle, const QString& driverText);
 
     QString m_connectionName;

@@ -126,10 +126,8 @@ bool Tavrol_Database::InsertRow(const InsertTarget& target, bool forceNew, int* 
             return true;
         }
     }
-    if (!Database.transaction()) {
-        RememberError(Database.lastError());
+    if (!BeginTransaction())
         return false;
-    }
     const int key = NextKey(target);
     if (id)
         *id = key;
@@ -190,10 +188,8 @@ bool Tavrol_Database::ExecuteInsert(const QString& table, const std::vector<Colu
 // The statements' own outcome is not looked at: the commit decides.
 bool Tavrol_Database::RunInTransaction(const QStringList& statements)
 {
-    if (!Database.transaction()) {
-        RememberError(Database.lastError());
+    if (!BeginTransaction())
         return false;
-    }
     for (const QString& statement : statements) {
         QSqlQuery query(Database);
         query.exec(statement);
@@ -229,10 +225,10 @@ bool Tavrol_Database::AddGeneralData(const QString& name, const QString& dataStr
 
 bool Tavrol_Database::SetGeneralData(const QString& name, const QString& dataStr)
 {
-    QSqlRecord row;
-    if (!ReadFirstRow(QStringLiteral("SELECT * FROM GeneralData WHERE Name = ") + Quoted(name) +
-                          QStringLiteral(" LIMIT 1"),
-                      row)) {
+    // The same few names are set again and again (LastJobID with every new
+    // job), so the lookup is kept prepared.
+    if (!SelectPreparedHasRow(QStringLiteral("SELECT * FROM GeneralData WHERE Name = ") +
+                              Quoted(name) + QStringLiteral(" LIMIT 1"))) {
         int id = -1;
         return AddGeneralData(name, dataStr, false, &id);
     }

@@ -155,10 +155,8 @@ bool Tavrol_Database::CreateTables()
         return true;
     if (!Database.isOpen())
         return false;
-    if (!Database.transaction()) {
-        RememberError(Database.lastError());
+    if (!BeginTransaction())
         return false;
-    }
     // JobTypes comes before Queues although it refers to it: the references
     // are documentation only.
     using Step = QString (Tavrol_Database::*)();
@@ -225,10 +223,8 @@ bool Tavrol_Database::UpgradeTables()
 {
     if (!Database.isOpen() || !TablesCreated)
         return false;
-    if (!Database.transaction()) {
-        RememberError(Database.lastError());
+    if (!BeginTransaction())
         return false;
-    }
     const QStringList tables = Database.tables(QSql::Tables);
     for (const UpgradeGroup& group : UpgradeGroups()) {
         if (Quolix_String::FindIndex(QString::fromLatin1(group.Table), tables, false) < 0)

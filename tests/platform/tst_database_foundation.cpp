@@ -129,6 +129,30 @@ private slots:
         QVERIFY(database.Modified);
     }
 
+    void aTransactionBegunTwiceFailsWithTheDriversText()
+    {
+        CountingDatabase database(SQLiteMemory, QString(), Empty());
+        QVERIFY(database.Open());
+        QVERIFY(database.BeginTransaction());
+        QVERIFY(!database.BeginTransaction());
+        QVERIFY(database.LastErrorMessage().contains(
+            QStringLiteral("cannot start a transaction within a transaction")));
+        QVERIFY(
+            database.LastErrorMessage().contains(QStringLiteral("Unable to begin transaction")));
+        QVERIFY(database.Commit());
+        QVERIFY(!database.Commit());
+        QVERIFY(
+            database.LastErrorMessage().contains(QStringLiteral("Unable to commit transaction")));
+    }
+
+    void beginAndCommitNeedAnOpenConnection()
+    {
+        CountingDatabase database(SQLiteMemory, QString(), Empty());
+        QVERIFY(!database.BeginTransaction());
+        QVERIFY(!database.Commit());
+        QVERIFY(!database.Modified);
+    }
+
     void selectAllFetchesEveryRow()
     {
         CountingDatabase database(SQLiteMemory, QString(), Empty());

@@ -256,6 +256,10 @@ private slots:
         QVERIFY(trace.Statements[3].startsWith("INSERT INTO " + names.Table + " ("));
         QVERIFY(!trace.Statements[3].contains("b.chk"));
         QCOMPARE(trace.Statements[4], QStringLiteral("COMMIT"));
+        // All but the lookup by name are kept prepared from the earlier adds.
+        QCOMPARE(trace.EarlierRuns[0], 0);
+        for (int statement = 1; statement < 5; ++statement)
+            QVERIFY2(trace.EarlierRuns[statement] >= 1, qPrintable(trace.Statements[statement]));
         QCOMPARE(Count(m_database, names.Table), 2);
     }
 

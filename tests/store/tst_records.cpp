@@ -151,6 +151,36 @@ private slots:
         QCOMPARE(trace.Statements[3], QStringLiteral("COMMIT"));
     }
 
+    void setGeneralDataKeepsItsLookupAndTheTransactionPrepared()
+    {
+        QVERIFY(m_database->SetGeneralData("LastJobID", "1"));
+        QVERIFY(m_database->SetGeneralData("LastJobID", "2"));
+        StatementTrace trace(m_database->Database);
+        QVERIFY(m_database->SetGeneralData("LastJobID", "3"));
+        QCOMPARE(trace.Statements.size(), 4);
+        // The lookup, BEGIN and COMMIT have run before; the UPDATE, whose
+        // text holds its values, is prepared anew.
+        QVERIFY(trace.EarlierRuns[0] >= 1);
+        QVERIFY(trace.EarlierRuns[1] >= 1);
+        QCOMPARE(trace.EarlierRuns[2], 0);
+        QVERIFY(trace.EarlierRuns[3] >= 1);
+        QCOMPARE(ValueOf(m_database->Database,
+                         "SELECT DataStr FROM GeneralData WHERE Name = 'LastJobID'")
+                     .toString(),
+                 QStringLiteral("3"));
+    }
+
+    void setGeneralDataOfANameWithAQuoteAddsARowEveryTime()
+    {
+        // The lookup cannot be prepared, so the name reads as not found.
+        QVERIFY(m_database->SetGeneralData("it's", "1"));
+        QVERIFY(m_database->SetGeneralData("it's", "2"));
+        QCOMPARE(
+            ValueOf(m_database->Database, "SELECT COUNT(*) FROM GeneralData WHERE Name = 'it''s'")
+                .toInt(),
+            2);
+    }
+
     void addRunsTheLookupAndTheMaximum()
     {
         QVERIFY(m_database->AddGeneralData("Version", "2", false, nullptr));

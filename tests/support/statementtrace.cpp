@@ -48,8 +48,9 @@ int StatementTrace::Callback(unsigned type, void* context, void* statement, void
 {
     if (type == SQLITE_TRACE_STMT) {
         auto* self = static_cast<StatementTrace*>(context);
-        self->Statements.append(
-            QString::fromUtf8(sqlite3_sql(static_cast<sqlite3_stmt*>(statement))));
+        auto* prepared = static_cast<sqlite3_stmt*>(statement);
+        self->Statements.append(QString::fromUtf8(sqlite3_sql(prepared)));
+        self->EarlierRuns.append(sqlite3_stmt_status(prepared, SQLITE_STMTSTATUS_RUN, 0));
     }
     return 0;
 }

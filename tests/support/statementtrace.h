@@ -22,6 +22,9 @@ public:
     StatementTrace& operator=(const StatementTrace&) = delete;
 
     QStringList Statements;
+    // For each of Statements, how often that prepared statement had run to a
+    // reset before: 0 for one prepared for this run, more for one kept.
+    QList<int> EarlierRuns;
 
     // The statements that write or steer transactions: all but the reads.
     QStringList Writes() const;
