@@ -232,17 +232,20 @@ Tavrol_JobType BenchJobType(const QString& program)
                           QStringLiteral("Output Files (*.log)"), QString());
 }
 
-// bench_queue scale [counts...]: the same queue with 2,000, 8,000 and 32,000
-// jobs of /bin/true and of the stand-in, for this process's own CPU per job,
-// which should not grow with the number of jobs waiting.
-int RunScale(const std::vector<int>& counts, const QDir& work)
+// bench_queue scale [true|standin] [counts...]: the same queue with 2,000,
+// 8,000 and 32,000 jobs of /bin/true and of the stand-in (or of one of them),
+// for this process's own CPU per job, which should not grow with the number of
+// jobs waiting. Every run has a directory of its own, so that no run finds the
+// output files of an earlier one beside its inputs.
+int RunScale(const QStringList& programs, const std::vector<int>& counts)
 {
     std::printf("%-10s %7s %9s %9s %9s %12s %9s\n", "program", "jobs", "submit s", "total s",
                 "jobs/s", "CPU ms/job", "finished");
-    for (const QString& program : {QStringLiteral("/bin/true"), StandinPath()}) {
+    for (const QString& program : programs) {
         Tavrol_JobType::SetAll({BenchJobType(program)});
         for (const int count : counts) {
-            const QStringList inputs = WriteInputs(work, count);
+            const QTemporaryDir work;
+            const QStringList inputs = WriteInputs(QDir(work.path()), count);
             if (inputs.size() != count || !OpenMemoryProject())
                 return 1;
             const QueueFigures queue = RunQueue(inputs);
@@ -263,11 +266,12 @@ double Median(std::vector<double> values)
     return values.empty() ? 0 : values[values.size() / 2];
 }
 
-// bench_queue submit [count] [rounds]: only the AddJobFromFile of every input,
-// into a queue that starts none of them, for the submission's own cost.
-int RunSubmit(int count, int rounds, const QDir& work)
+// bench_queue submit [count] [rounds] [standin]: only the AddJobFromFile of every
+// input, into a queue that starts none of them, for the submission's own cost;
+// the job type runs /bin/true, or the stand-in.
+int RunSubmit(int count, int rounds, const QString& program, const QDir& work)
 {
-    Tavrol_JobType::SetAll({BenchJobType(QStringLiteral("/bin/true"))});
+    Tavrol_JobType::SetAll({BenchJobType(program)});
     const QStringList inputs = WriteInputs(work, count);
     if (inputs.size() != count)
         return 1;
@@ -300,28 +304,38 @@ int RunSubmit(int count, int rounds, const QDir& work)
 
 } // namespace
 
-// Usage: bench_queue [rounds], bench_queue scale [counts...] (see RunScale), or
-// bench_queue submit [count] [rounds] (see RunSubmit). Each round runs
-// both sides on the same 2,000 commands, in alternating order, so that neither always runs on a
-// machine the other has just warmed or loaded; the medians are compared.
+// Usage: bench_queue [rounds], bench_queue scale [true|standin] [counts...] (see
+// RunScale), or bench_queue submit [count] [rounds] [standin] (see RunSubmit).
+//
+// By default, each round runs both sides on the same 2,000 commands, in alternating order, so that
+// neither always runs on a machine the other has just warmed or loaded; the medians are compared.
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     RunMode = RunModeConsole;
     if (argc > 1 && QByteArray(argv[1]) == "scale") {
+        QStringList programs = {QStringLiteral("/bin/true"), StandinPath()};
+        int first = 2;
+        if (argc > 2 && QByteArray(argv[2]) == "true")
+            programs = QStringList{QStringLiteral("/bin/true")};
+        else if (argc > 2 && QByteArray(argv[2]) == "standin")
+            programs = QStringList{StandinPath()};
+        if (programs.size() == 1)
+            ++first;
         std::vector<int> counts;
-        for (int i = 2; i < argc; ++i)
+        for (int i = first; i < argc; ++i)
             counts.push_back(std::max(1, std::atoi(argv[i])));
         if (counts.empty())
             counts = {2000, 8000, 32000};
-        QTemporaryDir scaleWork;
-        return RunScale(counts, QDir(scaleWork.path()));
+        return RunScale(programs, counts);
     }
     if (argc > 1 && QByteArray(argv[1]) == "submit") {
         const int count = argc > 2 ? std::max(1, std::atoi(argv[2])) : 32000;
         const int submitRounds = argc > 3 ? std::max(1, std::atoi(argv[3])) : 3;
         QTemporaryDir submitWork;
-        return RunSubmit(count, submitRounds, QDir(submitWork.path()));
+        const bool standin = argc > 4 && QByteArray(argv[4]) == "standin";
+        return RunSubmit(count, submitRounds, standin ? StandinPath() : QStringLiteral("/bin/true"),
+                         QDir(submitWork.path()));
     }
     const int rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     QTemporaryDir work;
