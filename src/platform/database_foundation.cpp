@@ -82,33 +82,33 @@ void Quolix_Database_Foundation::Close()
 
 bool Quolix_Database_Foundation::BeginTransaction()
 {
-    if (sqlite3* handle = SQLiteHandle())
-        return StepPrepared(handle, QStringLiteral("BEGIN"), {},
-                            QStringLiteral("Unable to begin transaction"));
-    if (!Database.transaction()) {
-        RememberError(Database.lastError());
-        return false;
-    }
-    return true;
+    return SteerTransaction(QStringLiteral("BEGIN"), QStringLiteral("Unable to begin transaction"),
+                            &QSqlDatabase::transaction);
 }
 
 bool Quolix_Database_Foundation::Commit()
 {
-    const bool committed = [this] {
-        if (sqlite3* handle = SQLiteHandle())
-            return StepPrepared(handle, QStringLiteral("COMMIT"), {},
-                                QStringLiteral("Unable to commit transaction"));
-        if (!Database.commit()) {
-            RememberError(Database.lastError());
-            return false;
-        }
-        return true;
-    }();
-    if (!committed)
+    if (!SteerTransaction(QStringLiteral("COMMIT"), QStringLiteral("Unable to commit transaction"),
+                          &QSqlDatabase::commit))
         return false;
     Modified = true;
     if (const std::function<void()>& observer = CommitObserver())
         observer();
+    return true;
+}
+
+// On SQLite the statement is kept prepared; other drivers steer the
+// transaction their own way.
+bool Quolix_Database_Foundation::SteerTransaction(const QString& statement,
+                                                  const QString& failureText,
+                                                  bool (QSqlDatabase::*driverCall)())
+{
+    if (sqlite3* handle = SQLiteHandle())
+        return StepPrepared(handle, statement, {}, failureText);
+    if (!(Database.*driverCall)()) {
+        RememberError(Database.lastError());
+        return false;
+    }
     return true;
 }
 

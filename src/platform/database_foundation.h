@@ -124,6 +124,9 @@ private:
     using SQLiteStatement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
 
     sqlite3* SQLiteHandle() const;
+    // Runs "BEGIN" or "COMMIT"; failureText names a failure as Qt's driver does.
+    bool SteerTransaction(const QString& statement, const QString& failureText,
+                          bool (QSqlDatabase::*driverCall)());
     QSqlQuery* PreparedQuery(const QString& sql);
     sqlite3_stmt* PreparedStatement(sqlite3* handle, const QString& sql);
     // Binds the values to a kept statement and runs it to its first row or
