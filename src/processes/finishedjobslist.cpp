@@ -119,29 +119,39 @@ void UnpackTexts(const QByteArray& buffer, Tavrol_Job& job)
 
 } // namespace
 
+template <typename Visit> void Tavrol_FinishedJobsList::ForEachEntryField(Visit visit)
+{
+    visit(&Entry::Submitted, &Tavrol_JobRecord::Submitted);
+    visit(&Entry::Started, &Tavrol_JobRecord::Started);
+    visit(&Entry::Finished, &Tavrol_JobRecord::Finished);
+    visit(&Entry::JobID, &Tavrol_JobRecord::JobID);
+    visit(&Entry::QueueID, &Tavrol_JobRecord::QueueID);
+    visit(&Entry::Status, &Tavrol_JobRecord::Status);
+    visit(&Entry::ClientPort, &Tavrol_JobRecord::ClientPort);
+    visit(&Entry::ClientUID, &Tavrol_JobRecord::ClientUID);
+    visit(&Entry::ClientGID, &Tavrol_JobRecord::ClientGID);
+    visit(&Entry::ClientNotification, &Tavrol_JobRecord::ClientNotification);
+}
+
+template <typename Visit> void Tavrol_FinishedJobsList::ForEachCommonText(Visit visit)
+{
+    visit(&Common::JobClass, &Tavrol_JobRecord::JobClass);
+    visit(&Common::ClientName, &Tavrol_JobRecord::ClientName);
+    visit(&Common::ClientAppName, &Tavrol_JobRecord::ClientAppName);
+    visit(&Common::ClientAddress, &Tavrol_JobRecord::ClientAddress);
+    visit(&Common::QueueName, &Tavrol_JobRecord::QueueName);
+}
+
 Tavrol_Job Tavrol_FinishedJobsList::operator[](size_t index) const
 {
     const Entry& entry = m_entries[index];
     const Common& common = m_common[entry.CommonIndex];
     Tavrol_Job job;
     job.JobType = common.JobType;
-    job.JobClass = common.JobClass;
-    job.ClientName = common.ClientName;
-    job.ClientAppName = common.ClientAppName;
-    job.ClientAddress = common.ClientAddress;
-    job.QueueName = common.QueueName;
     job.Replacements = common.Replacements;
+    ForEachCommonText([&](auto kept, auto field) { job.*field = common.*kept; });
     UnpackTexts(entry.Texts, job);
-    job.Submitted = entry.Submitted;
-    job.Started = entry.Started;
-    job.Finished = entry.Finished;
-    job.JobID = entry.JobID;
-    job.QueueID = entry.QueueID;
-    job.Status = static_cast<Tavrol_JobStatus>(entry.Status);
-    job.ClientPort = entry.ClientPort;
-    job.ClientUID = entry.ClientUID;
-    job.ClientGID = entry.ClientGID;
-    job.ClientNotification = entry.ClientNotification;
+    ForEachEntryField([&](auto kept, auto field) { job.*field = entry.*kept; });
     return job;
 }
 
@@ -149,17 +159,8 @@ void Tavrol_FinishedJobsList::push_back(const Tavrol_Job& job)
 {
     Entry entry;
     entry.Texts = PackTexts(job);
-    entry.Submitted = job.Submitted;
-    entry.Started = job.Started;
-    entry.Finished = job.Finished;
     entry.CommonIndex = CommonIndexOf(job);
-    entry.JobID = job.JobID;
-    entry.QueueID = job.QueueID;
-    entry.Status = job.Status;
-    entry.ClientPort = job.ClientPort;
-    entry.ClientUID = job.ClientUID;
-    entry.ClientGID = job.ClientGID;
-    entry.ClientNotification = job.ClientNotification;
+    ForEachEntryField([&](auto kept, auto field) { entry.*kept = job.*field; });
     m_entries.push_back(std::move(entry));
 }
 
@@ -180,12 +181,11 @@ void Tavrol_FinishedJobsList::clear()
 quint32 Tavrol_FinishedJobsList::CommonIndexOf(const Tavrol_Job& job)
 {
     const auto matches = [&job](const Common& common) {
-        return SameType(common.JobType, job.JobType) && Same(common.JobClass, job.JobClass) &&
-               Same(common.ClientName, job.ClientName) &&
-               Same(common.ClientAppName, job.ClientAppName) &&
-               Same(common.ClientAddress, job.ClientAddress) &&
-               Same(common.QueueName, job.QueueName) &&
-               SameReplacements(common.Replacements, job.Replacements);
+        bool same = SameType(common.JobType, job.JobType) &&
+                    SameReplacements(common.Replacements, job.Replacements);
+        ForEachCommonText(
+            [&](auto kept, auto field) { same = same && Same(common.*kept, job.*field); });
+        return same;
     };
     if (m_lastCommon < m_common.size() && matches(m_common[m_lastCommon]))
         return m_lastCommon;
@@ -197,8 +197,10 @@ quint32 Tavrol_FinishedJobsList::CommonIndexOf(const Tavrol_Job& job)
             return m_lastCommon;
         }
     }
-    m_common.push_back({job.JobType, job.JobClass, job.ClientName, job.ClientAppName,
-                        job.ClientAddress, job.QueueName, job.Replacements});
+    Common& common = m_common.emplace_back();
+    common.JobType = job.JobType;
+    common.Replacements = job.Replacements;
+    ForEachCommonText([&](auto kept, auto field) { common.*kept = job.*field; });
     m_lastCommon = static_cast<quint32>(m_common.size() - 1);
     return m_lastCommon;
 }

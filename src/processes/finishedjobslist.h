@@ -83,12 +83,17 @@ private:
         quint32 CommonIndex = 0;
         int JobID = -1;
         int QueueID = -1;
-        int Status = 0;
+        Tavrol_JobStatus Status = JobStatusUnknown;
         int ClientPort = -1;
         int ClientUID = -1;
         int ClientGID = -1;
         int ClientNotification = 0;
     };
+
+    // Calls visit with each field an entry keeps as it is, and the job's field
+    // it holds; the same for the texts of Common.
+    template <typename Visit> static void ForEachEntryField(Visit visit);
+    template <typename Visit> static void ForEachCommonText(Visit visit);
 
     quint32 CommonIndexOf(const Tavrol_Job& job);
 

@@ -71,6 +71,37 @@ void JoinCells(const std::vector<QString>& cells, const std::vector<int>& widths
     }
 }
 
+// Every line but the closing empty one, in order, each made in the same
+// buffer and given to write, so that a long listing is never held whole. The
+// columns are as wide as the longest of their header and values, so every
+// row's cells are asked for twice.
+void WriteLines(const QStringList& headers, size_t rows, const Tavrol_Listing::CellsOf& cellsOf,
+                const QString& heading, const std::function<void(const QString&)>& write)
+{
+    const std::vector<QString> headerCells(headers.cbegin(), headers.cend());
+    std::vector<int> widths;
+    widths.reserve(headerCells.size());
+    for (const QString& header : headerCells)
+        widths.push_back(static_cast<int>(header.size()));
+    std::vector<QString> cells(headerCells.size());
+    for (size_t row = 0; row < rows; ++row) {
+        cellsOf(row, cells);
+        for (size_t column = 0; column < widths.size(); ++column)
+            widths[column] = std::max(widths[column], static_cast<int>(cells[column].size()));
+    }
+    QString line;
+    write(heading);
+    JoinCells(headerCells, widths, line);
+    const QString dashes(line.size(), QLatin1Char('-'));
+    write(line);
+    write(dashes);
+    for (size_t row = 0; row < rows; ++row) {
+        cellsOf(row, cells);
+        JoinCells(cells, widths, line);
+        write(line);
+    }
+}
+
 } // namespace
 
 Tavrol_Listing::Tavrol_Listing(const QStringList& headers) : m_headers(headers) {}
@@ -90,52 +121,14 @@ QString Tavrol_Listing::TimeText(const QDateTime& time)
     return time.toString(QStringLiteral("MM-dd-yyyy hh:mm:ss"));
 }
 
-// The larger of each header's length and its column's longest value.
-std::vector<int> Tavrol_Listing::ColumnWidths() const
+// A kept row may have fewer cells than headers: the missing ones are empty.
+Tavrol_Listing::CellsOf Tavrol_Listing::KeptCells() const
 {
-    std::vector<int> widths;
-    widths.reserve(static_cast<size_t>(m_headers.size()));
-    for (const QString& header : m_headers)
-        widths.push_back(static_cast<int>(header.size()));
-    for (const QStringList& row : m_rows) {
-        for (size_t column = 0; column < widths.size(); ++column) {
-            const auto length = static_cast<int>(row.value(static_cast<int>(column)).size());
-            widths[column] = std::max(widths[column], length);
-        }
-    }
-    return widths;
-}
-
-void Tavrol_Listing::JoinPadded(const QStringList& cells, const std::vector<int>& widths,
-                                QString& line) const
-{
-    line.truncate(0); // keeps the buffer of the previous line
-    for (size_t column = 0; column < widths.size(); ++column) {
-        if (column > 0)
-            line += ColumnSeparator;
-        const QString cell = cells.value(static_cast<int>(column));
-        line += cell;
-        if (cell.size() < widths[column])
-            line.resize(line.size() + widths[column] - cell.size(), QLatin1Char(' '));
-    }
-}
-
-// Line by line, each one made in the same buffer as it is written, so that
-// a long listing is never held whole a second time beside its cells.
-void Tavrol_Listing::WriteLines(const QString& heading,
-                                const std::function<void(const QString&)>& write) const
-{
-    const std::vector<int> widths = ColumnWidths();
-    QString line;
-    write(heading);
-    JoinPadded(m_headers, widths, line);
-    const QString dashes(line.size(), QLatin1Char('-'));
-    write(line);
-    write(dashes);
-    for (const QStringList& row : m_rows) {
-        JoinPadded(row, widths, line);
-        write(line);
-    }
+    return [this](size_t row, std::vector<QString>& cells) {
+        const QStringList& kept = m_rows[row];
+        for (size_t column = 0; column < cells.size(); ++column)
+            cells[column] = kept.value(static_cast<int>(column));
+    };
 }
 
 QString Tavrol_Listing::Text(const QString& heading, const QString& emptyText) const
@@ -143,20 +136,14 @@ QString Tavrol_Listing::Text(const QString& heading, const QString& emptyText) c
     if (IsEmpty())
         return emptyText + '\n';
     QString text;
-    WriteLines(heading, [&text](const QString& line) { text += line + '\n'; });
+    WriteLines(m_headers, m_rows.size(), KeptCells(), heading,
+               [&text](const QString& line) { text += line + '\n'; });
     return text + '\n';
 }
 
 void Tavrol_Listing::Print(const QString& heading, const QString& emptyText) const
 {
-    if (IsEmpty()) {
-        PutLine(emptyText);
-    } else {
-        BlockWriter writer;
-        WriteLines(heading, [&writer](const QString& line) { writer.Line(line); });
-        writer.EmptyLine();
-    }
-    std::fflush(stdout);
+    PrintRows(m_headers, m_rows.size(), KeptCells(), heading, emptyText);
 }
 
 void Tavrol_Listing::PrintRows(const QStringList& headers, size_t rows, const CellsOf& cellsOf,
@@ -164,31 +151,10 @@ void Tavrol_Listing::PrintRows(const QStringList& headers, size_t rows, const Ce
 {
     if (rows == 0) {
         PutLine(emptyText);
-        std::fflush(stdout);
-        return;
-    }
-    std::vector<QString> cells(static_cast<size_t>(headers.size()));
-    std::vector<int> widths;
-    for (const QString& header : headers)
-        widths.push_back(static_cast<int>(header.size()));
-    for (size_t row = 0; row < rows; ++row) {
-        cellsOf(row, cells);
-        for (size_t column = 0; column < widths.size(); ++column)
-            widths[column] = std::max(widths[column], static_cast<int>(cells[column].size()));
-    }
-    {
+    } else {
         BlockWriter writer;
-        QString line;
-        writer.Line(heading);
-        JoinCells(std::vector<QString>(headers.cbegin(), headers.cend()), widths, line);
-        const QString dashes(line.size(), QLatin1Char('-'));
-        writer.Line(line);
-        writer.Line(dashes);
-        for (size_t row = 0; row < rows; ++row) {
-            cellsOf(row, cells);
-            JoinCells(cells, widths, line);
-            writer.Line(line);
-        }
+        WriteLines(headers, rows, cellsOf, heading,
+                   [&writer](const QString& line) { writer.Line(line); });
         writer.EmptyLine();
     }
     std::fflush(stdout);

@@ -40,10 +40,7 @@ public:
     static QString TimeText(const QDateTime& time);
 
 private:
-    std::vector<int> ColumnWidths() const;
-    void JoinPadded(const QStringList& cells, const std::vector<int>& widths, QString& line) const;
-    // Every line but the closing empty one, in order, each one given to write.
-    void WriteLines(const QString& heading, const std::function<void(const QString&)>& write) const;
+    CellsOf KeptCells() const;
 
     QStringList m_headers;
     std::vector<QStringList> m_rows;
